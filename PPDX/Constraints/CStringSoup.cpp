@@ -1,0 +1,24 @@
+// String interning for the constraint table.
+#include "PPDX/Constraints/CStringSoup.h"
+
+std::int64_t CStringSoup::Insert(std::string_view text) {
+    std::string key(text);
+    auto it = mIds.find(key);
+    if (it != mIds.end())
+        return it->second;
+    const auto id = static_cast<std::int64_t>(mTexts.size());
+    mTexts.push_back(key);
+    mIds.emplace(std::move(key), id);
+    return id;
+}
+
+std::int64_t CStringSoup::Find(std::string_view text) const {
+    auto it = mIds.find(std::string(text));
+    return it == mIds.end() ? kMissing : it->second;
+}
+
+const std::string* CStringSoup::Text(std::int64_t id) const {
+    if (id < 0 || static_cast<std::uint64_t>(id) >= mTexts.size())
+        return nullptr;
+    return &mTexts[static_cast<std::size_t>(id)];
+}

@@ -1,0 +1,29 @@
+// String interning: every key and choice of the constraint table becomes an id.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+/// Hands out dense ids (0, 1, 2, ...) for distinct byte strings.
+class CStringSoup {
+public:
+    /// The id reported for a string that was never interned: the largest
+    /// unsigned 64-bit value, seen as a signed id, i.e. -1. Being negative, it
+    /// is dropped by KVCache::Insert and never names a real key.
+    static constexpr std::int64_t kMissing = static_cast<std::int64_t>(~std::uint64_t{0});
+
+    /// Returns the id of `text`, interning it on first sight.
+    std::int64_t Insert(std::string_view text);
+    /// Returns the id of `text`, or kMissing.
+    std::int64_t Find(std::string_view text) const;
+    /// The text of an id, or null for an unknown id.
+    const std::string* Text(std::int64_t id) const;
+    std::size_t Size() const { return mTexts.size(); }
+
+private:
+    std::vector<std::string> mTexts;
+    std::unordered_map<std::string, std::int64_t> mIds;
+};

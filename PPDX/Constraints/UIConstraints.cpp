@@ -1,0 +1,106 @@
+// The document's constraint table.
+#include "PPDX/Constraints/UIConstraints.h"
+
+namespace {
+
+std::string_view OrEmpty(const char* text) {
+    return text ? std::string_view(text) : std::string_view();
+}
+
+} // namespace
+
+UIConstraints::UIConstraints() = default;
+UIConstraints::~UIConstraints() = default;
+
+void UIConstraints::Add(const char* key1, const char* choice1, const char* key2, const char* choice2,
+                        bool isRequires) {
+    const std::int64_t k1 = mStrings.Insert(OrEmpty(key1));
+    const std::int64_t c1 = mStrings.Insert(OrEmpty(choice1));
+    const std::int64_t k2 = mStrings.Insert(OrEmpty(key2));
+    const std::int64_t c2 = mStrings.Insert(OrEmpty(choice2));
+    if (OrEmpty(choice1).empty() || OrEmpty(choice2).empty()) {
+        // A whole-key declaration may come before the controls that list the
+        // key's choices; it is expanded once they are all known.
+        mDeferred.push_back(Deferred{k1, c1, k2, c2, isRequires});
+        return;
+    }
+    if (isRequires)
+        mRequires.insert(k1, c1, k2, c2, kConstraintRequires);
+    else
+        mConstraints.insert(k1, c1, k2, c2, kConstraintExcludes);
+}
+
+void UIConstraints::KVSInsert(const char* key, const char* choice) {
+    KVSInsert(mStrings.Insert(OrEmpty(key)), mStrings.Insert(OrEmpty(choice)));
+}
+
+void UIConstraints::KVSInsert(std::int64_t keyId, std::int64_t choiceId) {
+    mKeys.Insert(keyId, choiceId);
+}
+
+void UIConstraints::UpdateKVCache(const char* key, const char* choice) {
+    UpdateKVCache(mStrings.Insert(OrEmpty(key)), mStrings.Insert(OrEmpty(choice)));
+}
+
+void UIConstraints::UpdateKVCache(std::int64_t keyId, std::int64_t choiceId) {
+    mCurrent.Insert(keyId, choiceId);
+}
+
+void UIConstraints::Resolve() {
+    // Every deferred declaration interned the empty string for its missing
+    // choice, so without it there is nothing to expand.
+    const std::int64_t empty = mStrings.Find("");
+    if (empty == CStringSoup::kMissing)
+        return;
+    // Found, not inserted: a string nobody interned cannot be a choice.
+    const std::int64_t falseId = mStrings.Find("False");
+    const std::int64_t noneId = mStrings.Find("None");
+    auto expands = [falseId, noneId](std::int64_t choice) { return choice != falseId && choice != noneId; };
+
+    for (const Deferred& d : mDeferred) {
+        ConstraintForest& forest = d.isRequires ? mRequires : mConstraints;
+        const ConstraintType type = d.isRequires ? kConstraintRequires : kConstraintExcludes;
+        if (d.choice1 != empty) {
+            for (std::int64_t c : mKeys.GetItems(d.key2))
+                if (expands(c))
+                    forest.insert(d.key1, d.choice1, d.key2, c, type);
+        } else if (d.choice2 != empty) {
+            for (std::int64_t c : mKeys.GetItems(d.key1))
+                if (expands(c))
+                    forest.insert(d.key1, c, d.key2, d.choice2, type);
+        } else {
+            for (std::int64_t a : mKeys.GetItems(d.key1)) {
+                if (!expands(a))
+                    continue;
+                for (std::int64_t b : mKeys.GetItems(d.key2))
+                    if (expands(b))
+                        forest.insert(d.key1, a, d.key2, b, type);
+            }
+        }
+    }
+    mDeferred.clear();
+}
+
+bool UIConstraints::IsKVConstrained(const char* key, const char* choice) {
+    if (!key || !choice)
+        return false;
+    return IsKVConstrained(mStrings.Find(key), mStrings.Find(choice));
+}
+
+bool UIConstraints::IsKVConstrained(std::int64_t keyId, std::int64_t choiceId) {
+    if (keyId < 0)
+        return false; // never interned: nothing can be declared against it
+    KVCache delta;
+    delta.Insert(keyId, choiceId);
+    return !ValidateDelta(delta);
+}
+
+bool UIConstraints::ValidateDelta(const KVCache& delta) {
+    return Engine().Test(&delta).Empty();
+}
+
+ConstraintsEngine& UIConstraints::Engine() {
+    if (!mSolver)
+        mSolver = std::make_unique<ConstraintsEngine>(&mCurrent, &mConstraints, &mKeys);
+    return *mSolver;
+}

@@ -1,0 +1,110 @@
+// Every control of a document, with per-type lists and display-aware counts.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "PPDX/PPDObjects/Controls/PPDXControl.h"
+
+class PPDXPopupControl;
+class PPDXBooleanControl;
+class PPDXRangeControl;
+class PPDXFloatRangeControl;
+class PPDXJobNote;
+class PPDXSpecialOption;
+class PPDXCustomPageSizeControl;
+
+/// Counters of one control type: total, orphans, hidden, hidden orphans.
+struct CountArray {
+    std::uint64_t total = 0;
+    std::uint64_t orphans = 0;
+    std::uint64_t hidden = 0;
+    std::uint64_t hiddenOrphans = 0;
+};
+
+/// The document's collection owns its controls; a roll-down's collection
+/// only lists them (constructed with owns = false).
+///
+/// First/Next and Find honour the document-wide display option
+/// (PPDX::Options()); the per-type walks return every entry.
+class PPDXControls {
+public:
+    explicit PPDXControls(bool owns = true) : mOwns(owns) {}
+    ~PPDXControls();
+    PPDXControls(const PPDXControls&) = delete;
+    PPDXControls& operator=(const PPDXControls&) = delete;
+
+    /// Appends and counts. A null control is ignored. An owning collection
+    /// takes the control over.
+    void Add(PPDXControl* control);
+    void Add(std::unique_ptr<PPDXControl> control) { Add(control.release()); }
+
+    PPDXControl* First(CNTL_TYPE& type);
+    PPDXControl* Next(CNTL_TYPE& type);
+    /// Exact or substring match over the displayable controls.
+    PPDXControl* Find(const char* keyword, CNTL_TYPE& type, const bool& exact) const;
+    /// Exact match over all controls, whatever the display option.
+    PPDXControl* FindAny(const char* keyword) const;
+
+    PPDXPopupControl* FirstPopupControl();
+    PPDXPopupControl* NextPopupControl();
+    PPDXBooleanControl* FirstBooleanControl();
+    PPDXBooleanControl* NextBooleanControl();
+    PPDXRangeControl* FirstRangeControl();
+    PPDXRangeControl* NextRangeControl();
+    PPDXFloatRangeControl* FirstFloatRangeControl();
+    PPDXFloatRangeControl* NextFloatRangeControl();
+    PPDXJobNote* FirstJobNote();
+    PPDXJobNote* NextJobNote();
+    PPDXSpecialOption* FirstSpecialOption();
+    PPDXSpecialOption* NextSpecialOption();
+
+    PPDXPopupControl* FindPopup(const char* keyword, const bool& exact) const;
+    PPDXBooleanControl* FindBoolean(const char* keyword, const bool& exact) const;
+    PPDXRangeControl* FindRangeControl(const char* keyword, const bool& exact) const;
+    PPDXFloatRangeControl* FindFloatRangeControl(const char* keyword, const bool& exact) const;
+    PPDXJobNote* FindJobNote(const char* keyword, const bool& exact) const;
+    PPDXSpecialOption* FindSpecialOption(const char* keyword, const bool& exact) const;
+
+    /// A type's count under the display option (see CountArray).
+    static std::uint64_t Count(const CountArray& counts);
+    std::uint64_t PopupCount() const { return Count(mCounts[kPopups]); }
+    std::uint64_t BooleanCount() const { return Count(mCounts[kBooleans]); }
+    std::uint64_t RangeCount() const { return Count(mCounts[kRanges]); }
+    std::uint64_t FloatRangeCount() const { return Count(mCounts[kFloatRanges]); }
+    std::uint64_t JobNoteCount() const { return Count(mCounts[kJobNotes]); }
+    std::uint64_t SpecialOptionsCount() const { return Count(mCounts[kSpecials]); }
+    std::uint64_t CustomPageSizeCount() const { return Count(mCounts[kCustomSizes]); }
+    bool NoPopups() const { return PopupCount() == 0; }
+    bool NoBooleanControls() const { return BooleanCount() == 0; }
+    bool NoRangeControls() const { return RangeCount() == 0; }
+    bool NoFloatRangeControls() const { return FloatRangeCount() == 0; }
+    bool NoJobNotes() const { return JobNoteCount() == 0; }
+    bool NoSpecialOptions() const { return SpecialOptionsCount() == 0; }
+    /// Popups, Booleans, ranges, float ranges and custom sizes; job notes and
+    /// special options are not counted.
+    std::uint64_t ControlCount() const;
+    /// No popups, Booleans, ranges or float ranges (custom sizes, notes and
+    /// special options do not make a collection non-empty).
+    bool Empty() const;
+
+    /// Every control in insertion order, whatever the display option.
+    const std::vector<PPDXControl*>& All() const { return mAll; }
+
+private:
+    enum TypeIndex { kPopups, kBooleans, kRanges, kFloatRanges, kJobNotes, kSpecials, kCustomSizes, kTypeCount };
+    struct TypeList {
+        std::vector<PPDXControl*> items;
+        std::size_t cursor = 0;
+    };
+    PPDXControl* TypeFirst(TypeIndex t);
+    PPDXControl* TypeNext(TypeIndex t);
+    PPDXControl* TypeFind(TypeIndex t, const char* keyword, bool exact) const;
+
+    bool mOwns;
+    std::vector<PPDXControl*> mAll;
+    std::size_t mCursor = 0;
+    TypeList mLists[kTypeCount];
+    CountArray mCounts[kTypeCount];
+};

@@ -1,0 +1,157 @@
+// The extended PPD document: statement dispatch and the model built from it.
+#pragma once
+
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "PPDX/Constraints/UIConstraints.h"
+#include "PPDX/PPDObjects/PPDXControls.h"
+#include "PPDX/PPDObjects/PPDXGroups.h"
+#include "PPDX/PPDObjects/PPDXShortcuts.h"
+#include "PPDX/PPDX.h"
+#include "util/PointerList.h"
+
+#include "PPDX/PPDObjects/Controls/PPDXPopupControl.h"
+
+/// Job-note flag levels: 0 accepts the first 9 flag words, 1 the first 12,
+/// 2 the first 15, any other value all of them.
+enum : _EXTENSIONS_SUPPORT_ {
+    kExtensionsLevel0 = 0,
+    kExtensionsLevel1 = 1,
+    kExtensionsLevel2 = 2,
+    kExtensionsAll = 3,
+};
+
+/// Reads a PPD statement by statement into pages, groups, controls,
+/// shortcuts and constraints. Only options announced by a "*%QJVFlags" line
+/// become controls; plain UI blocks are read past.
+///
+/// The document is built entirely by its constructor; errors are collected
+/// in GetErrors(), never thrown. Release() it (or hold it in a QJVPPDRef).
+class QJVPPD : public PPDX {
+public:
+    /// An empty document (no file).
+    explicit QJVPPD(_PARSE_OPTIONS_ options);
+    /// Reads the PPD at `path`.
+    QJVPPD(const std::filesystem::path& path, _PARSE_OPTIONS_ options, std::vector<std::string> printerNames = {},
+           PPDHostInfo host = {});
+    ~QJVPPD() override;
+
+    PPDXControls* GetControls() const { return mControls.get(); }
+    PPDXGroups* GetGroups() const { return mGroups.get(); }
+    PPDXProperties* GetProperties() const { return mProperties.get(); }
+    PPDXShortcuts* GetShortcuts() const { return mShortcuts.get(); }
+    UIConstraints* GetUIConstraints() const { return mConstraints.get(); }
+
+    // Maker header values (null when absent).
+    const char* QJFileVersion() const { return Text(mQJFileVersion); }
+    const char* MakerQJVersion() const { return Text(mQJVersion); }
+    const char* QJVersionMac() const { return Text(mQJVersionMac); }
+    /// Title of the popup job-note window, from "FPPopupAccounting".
+    const std::string& PopupAccountingTitle() const { return mPopupAccountingTitle; }
+
+    /// The control of a keyword, with or without its leading asterisk.
+    PPDXControl* GetPPDXControlForKey(std::string_view key) const;
+    /// The value text of a control, or nullopt when there is none.
+    std::optional<std::string> CopyValueForKey(std::string_view key) const;
+    /// Applies a value text; false when no control (or a special option) has the key.
+    bool SetValueForKey(std::string_view key, std::string_view value);
+    /// Keyword (with asterisk) -> preset value text, for every control with a value.
+    std::map<std::string, std::string> CopyAllValues() const;
+    void SetAllValues(const std::map<std::string, std::string>& values);
+
+    /// Would choosing `choice` for `key` conflict? "*QJPrintSize" set to
+    /// "SameAsPageSize" is tested as the current page size.
+    bool IsKVConstrained(const char* key, const char* choice);
+    /// Told by the panel when page setup chose a custom page size.
+    void SetCustomPageSizeChosen(bool chosen) { mCustomPageSizeChosen = chosen; }
+
+    // Run-time menus built by the panel.
+    PPDXPopupControl* PPDCreatePopupMenu(const char* groupName, const char* keyword, const char* userName,
+                                         PopupItemList items, std::optional<CString> defaultKeyword);
+    bool PPDReconcilePopupMenu(const char* keyword, const char* userName, PopupItemList items,
+                               std::optional<CString> defaultKeyword);
+
+    /// Finds the group of a declared name, creating it on first use.
+    PPDXGroup* FindAndCreateParent(const char* name);
+
+    static _EXTENSIONS_SUPPORT_ GetExtensions() { return sExtensionsSupport; }
+    static void SetExtensions(_EXTENSIONS_SUPPORT_ level) { sExtensionsSupport = level; }
+
+protected:
+    void Build();
+    virtual void Parse();
+    PPDXErrorPtr ParsePSKeywords(PPDStream& stream, const char* keyword) override;
+
+private:
+    // Statements (the stream is positioned after the statement keyword).
+    PPDXErrorPtr ParseStatement(PPDStream& stream, const char* keyword);
+    PPDXErrorPtr ParseControl(PPDStream& stream);
+    PPDXErrorPtr ParseGroup(PPDStream& stream, const char* key, FlagList& flags);
+    PPDXErrorPtr ParseOpenUI(PPDStream& stream, const char* key, FlagList& flags, PPDXGroup* group);
+    PPDXErrorPtr ParseOpenUIQJV(PPDStream& stream, const char* key, FlagList& flags);
+    PPDXErrorPtr ParsePopupControl(const char* keyword, std::string localName, FlagList& flags, PPDXGroup* parent,
+                                   const bool& multiple);
+    PPDXErrorPtr ParseBooleanControl(const char* keyword, std::string localName, FlagList& flags,
+                                     PPDXGroup* parent);
+    PPDXErrorPtr ParseRange(PPDStream& stream, const char* keyword, FlagList& flags, PPDXGroup* parent,
+                            bool isFloat);
+    PPDXErrorPtr ParseCustomPageSize(PPDStream& stream, const char* keyword);
+    PPDXErrorPtr ParseJobNote(PPDStream& stream, const char* keyword, FlagList& flags, PPDXGroup* parent);
+    PPDXErrorPtr ParseJobNote(PPDStream& stream);
+    PPDXErrorPtr ParseShortcut(PPDStream& stream);
+    PPDXErrorPtr ParseSpecialOption(PPDStream& stream);
+    PPDXErrorPtr ParseUIConstraint(PPDStream& stream, bool isRequires);
+    PPDXErrorPtr ParsePropertyPage(PPDStream& stream);
+    PPDXErrorPtr ParseGroupName(PPDStream& stream);
+    PPDXErrorPtr ParseParent(PPDStream& stream);
+    PPDXErrorPtr ParseSubGroupName(PPDStream& stream);
+
+    // Closing passes.
+    void ResolveShortcuts();
+    void CollectOrphanGroups();
+    void ClearGroupNameList() { mGroupNames.clear(); }
+
+    // Helpers.
+    void AddError(PPDXErrorPtr error);
+    /// Reads flag words (separated by bars, inside quotes) to the line's end.
+    FlagList ReadFlags(PPDStream& stream);
+    /// Reads "option[/translation]:"; the translation is empty when absent.
+    bool ReadOptionAndTranslation(PPDStream& stream, char* option, char* translation);
+    void AddGroupNameToList(GroupName record);
+    const GroupName* FindGroupNameFromList(const char* name) const;
+    /// Finds or creates the group, making a plain visible group of that name
+    /// when it was never declared.
+    PPDXGroup* FindOrCreateGroup(const char* name);
+    /// Adds the control to the collection, under `group` when there is one;
+    /// with `place`, a roll-down also lists it among its controls. Controls
+    /// whose keyword the panel handles itself are dropped (returns null).
+    PPDXControl* SetupControl(std::unique_ptr<PPDXControl> control, PPDXGroup* group, bool place);
+    bool AcceptsOrphans() const { return (mParseOptions & kParseOrphans) != 0; }
+    bool KeepsHidden() const { return (mParseOptions & kParseHidden) != 0; }
+    /// The group a control without a group line falls into.
+    PPDXGroup* DefaultGroup() const;
+
+    std::unique_ptr<PPDXProperties> mProperties;
+    std::unique_ptr<PPDXGroups> mGroups;
+    std::unique_ptr<PPDXControls> mControls;
+    std::unique_ptr<PPDXShortcuts> mShortcuts;
+    bool mInInstallableOptions = false;
+    PPDXRollDown* mInstallableRollDown = nullptr;
+    std::optional<CString> mQJFileVersion;
+    std::optional<CString> mQJVersion;
+    std::optional<CString> mQJVersionMac;
+    std::vector<CString> mStringList;
+    std::vector<GroupName> mGroupNames;
+    std::unique_ptr<UIConstraints> mConstraints;
+    std::string mPopupAccountingTitle;
+    bool mCustomPageSizeChosen = false;
+
+    static inline _EXTENSIONS_SUPPORT_ sExtensionsSupport = kExtensionsAll;
+};
+
+using QJVPPDRef = std::unique_ptr<QJVPPD, PPDXReleaser>;

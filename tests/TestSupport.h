@@ -1,0 +1,33 @@
+// Shared helpers for the unit tests: temporary PPD files and data paths.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+
+namespace kelvotest {
+
+/// Path of a file under tests/data.
+std::filesystem::path DataPath(std::string_view name);
+/// Path of a file under samples/.
+std::filesystem::path SamplePath(std::string_view name);
+
+/// A file in a fresh temporary directory, removed with the object.
+class TempFile {
+public:
+    explicit TempFile(std::string_view contents, std::string_view name = "test.ppd");
+    ~TempFile();
+    TempFile(const TempFile&) = delete;
+    TempFile& operator=(const TempFile&) = delete;
+    const std::filesystem::path& Path() const { return mPath; }
+    std::string PathString() const { return mPath.string(); }
+
+private:
+    std::filesystem::path mDir;
+    std::filesystem::path mPath;
+};
+
+/// Reads a whole file as bytes.
+std::string ReadFile(const std::filesystem::path& path);
+
+} // namespace kelvotest

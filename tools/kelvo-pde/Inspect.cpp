@@ -1,0 +1,265 @@
+// kelvo-pde inspect: the document as JSON or as a readable tree.
+#include <functional>
+#include <ostream>
+
+#include "Commands.h"
+#include "PPDX/PPDObjects/Controls/PPDXBooleanControl.h"
+#include "PPDX/PPDObjects/Controls/PPDXCustomPageSizeControl.h"
+#include "PPDX/PPDObjects/Controls/PPDXJobNote.h"
+#include "PPDX/PPDObjects/Controls/PPDXPopupControl.h"
+#include "PPDX/PPDObjects/Controls/PPDXRangeControl.h"
+#include "PPDX/PPDObjects/Controls/PPDXSpecialOption.h"
+
+namespace kelvo::tool {
+
+using nlohmann::json;
+
+namespace {
+
+json OrNull(const char* text) { return text ? json(text) : json(nullptr); }
+
+const char* GroupKind(const PPDXElement& e) {
+    if (dynamic_cast<const PPDXProperty*>(&e))
+        return "page";
+    if (dynamic_cast<const PPDXRollDown*>(&e))
+        return "rolldown";
+    if (dynamic_cast<const PPDXScrollPane*>(&e))
+        return "scrollpane";
+    return "group";
+}
+
+json ParentOf(const PPDXElement& e) { return e.GetParent() ? OrNull(e.GetParent()->Keyword()) : json(nullptr); }
+
+json ElementJSON(const PPDXElement& e) {
+    return {{"keyword", OrNull(e.Keyword())},
+            {"name", e.CFStringUserName()},
+            {"visible", e.IsVisible()},
+            {"kind", GroupKind(e)},
+            {"parent", ParentOf(e)}};
+}
+
+json ControlJSON(PPDXControl& c) {
+    json flags = json::array();
+    for (const CString& f : c.ControlFlags())
+        flags.push_back(f.Str());
+    json j = {{"keyword", OrNull(c.Keyword())},
+              {"name", c.CFStringUserName()},
+              {"type", static_cast<int>(c.Type())},
+              {"flags", flags},
+              {"visible", c.IsVisible()},
+              {"parent", ParentOf(c)},
+              {"value", c.HasCurrentValue() ? json(c.CopyCurrentControlValueString()) : json(nullptr)}};
+    if (auto* p = dynamic_cast<PPDXPopupControl*>(&c)) {
+        j["multiple"] = p->CanSelectMultipleItems();
+        j["installable"] = p->IsInstallableOption();
+        j["default"] = OrNull(p->GetDefaultKeyword());
+        json items = json::array();
+        for (std::size_t i = 0; i < p->ItemCount(); ++i) {
+            const _PopupItem* item = p->ItemAt(i);
+            items.push_back({{"keyword", OrNull(item->Keyword())},
+                             {"name", item->localName ? json(*item->localName) : json(nullptr)},
+                             {"selected", item->selected != 0}});
+        }
+        j["items"] = items;
+    } else if (auto* b = dynamic_cast<PPDXBooleanControl*>(&c)) {
+        j["default"] = b->DefaultState();
+    } else if (auto* r = dynamic_cast<PPDXRangeControl*>(&c)) {
+        j["min"] = r->MinVal();
+        j["max"] = r->MaxVal();
+        j["increment"] = r->Increment();
+        j["default"] = r->DefaultValue();
+    } else if (auto* f = dynamic_cast<PPDXFloatRangeControl*>(&c)) {
+        j["min"] = f->MinVal();
+        j["max"] = f->MaxVal();
+        j["increment"] = f->Increment();
+        j["default"] = f->DefaultValue();
+    } else if (auto* s = dynamic_cast<PPDXCustomPageSizeControl*>(&c)) {
+        j["minWidth"] = s->MinWidth();
+        j["maxWidth"] = s->MaxWidth();
+        j["minHeight"] = s->MinHeight();
+        j["maxHeight"] = s->MaxHeight();
+    } else if (auto* n = dynamic_cast<PPDXJobNote*>(&c)) {
+        j["maxLength"] = n->MaxLength();
+        j["minLength"] = n->MinLength();
+        j["flagBits"] = n->Flags();
+        json words = json::array();
+        for (int i = 0; i < kJobNoteFlagWordCount; ++i)
+            if (n->Flags() & (1u << i))
+                words.push_back(kJobNoteFlagWords[i]);
+        j["flagWords"] = words;
+        j["defaultNotes"] = OrNull(n->GetDefaultNotes());
+        j["notes"] = OrNull(n->GetNotes());
+    } else if (auto* o = dynamic_cast<PPDXSpecialOption*>(&c)) {
+        j["value"] = OrNull(o->GetValue());
+    }
+    return j;
+}
+
+} // namespace
+
+json InspectJSON(QJVPPD& doc) {
+    const _DISPLAY_OPTIONS_ saved = PPDX::Options();
+    PPDX::Options(kDisplayAll);
+
+    json j;
+    j["valid"] = doc.IsValidPPD();
+    json header = json::object();
+    const std::pair<const char*, const char*> fields[] = {
+        {"FormatVersion", doc.FormatVersion()},     {"FileVersion", doc.FileVersion()},
+        {"PCFileName", doc.PCFileName()},           {"LanguageVersion", doc.LanguageVersion()},
+        {"LanguageEncoding", doc.LanguageEncoding()}, {"ModelName", doc.ModelName()},
+        {"APDialogExtension", doc.PathToPDE()},     {"QJFileVersion", doc.QJFileVersion()},
+        {"QJVersion", doc.MakerQJVersion()},        {"QJVersionMac", doc.QJVersionMac()},
+    };
+    for (const auto& [name, value] : fields)
+        if (value)
+            header[name] = value;
+    j["header"] = header;
+
+    json errors = json::array();
+    for (std::size_t i = 0; const PPDXErrorObj* e = doc.GetErrors()->At(i); ++i) {
+        errors.push_back({{"code", e->Code()},
+                          {"name", OrNull(PPDErrName(e->Code()))},
+                          {"keyword", OrNull(e->Keyword())},
+                          {"fatal", e->IsFatal()}});
+    }
+    j["errors"] = errors;
+
+    json pages = json::array();
+    for (PPDXProperty* page : doc.GetProperties()->All()) {
+        json p = ElementJSON(*page);
+        p["showInApp"] = page->ShowInApp();
+        p["showInPrintProp"] = page->ShowInPrintProp();
+        pages.push_back(p);
+    }
+    j["pages"] = pages;
+    json groups = json::array();
+    for (PPDXGroup* group : doc.GetGroups()->All())
+        groups.push_back(ElementJSON(*group));
+    j["groups"] = groups;
+
+    json controls = json::array();
+    CNTL_TYPE type;
+    PPDXControls& all = *doc.GetControls();
+    for (PPDXControl* c = all.First(type); c; c = all.Next(type))
+        controls.push_back(ControlJSON(*c));
+    j["controls"] = controls;
+
+    json shortcuts = json::array();
+    for (PPDXControl* c : doc.GetShortcuts()->All())
+        shortcuts.push_back(OrNull(c->Keyword()));
+    j["shortcuts"] = shortcuts;
+    json popupShortcuts = json::array();
+    for (PPDXPopupControl* p = doc.GetShortcuts()->First(); p; p = doc.GetShortcuts()->Next())
+        popupShortcuts.push_back(OrNull(p->Keyword()));
+    j["popupShortcuts"] = popupShortcuts;
+
+    j["constraints"] = {{"count", doc.GetUIConstraints()->GetConstraintForest().Count()}};
+    j["requires"] = {{"count", doc.GetUIConstraints()->GetRequiresForest().Count()}};
+
+    PPDX::Options(saved);
+    return j;
+}
+
+namespace {
+
+void PrintControl(PPDXControl& c, std::ostream& out, const std::string& indent) {
+    static const char* kTypeNames[] = {"?",       "job note", "range",       "float range",
+                                       "boolean", "popup",    "special",     "custom size"};
+    const auto type = static_cast<unsigned>(c.Type());
+    out << indent << (c.Keyword() ? c.Keyword() : "(no keyword)") << "  \"" << c.CFStringUserName() << "\"  ["
+        << (type < 8 ? kTypeNames[type] : "?") << (c.IsVisible() ? "" : ", hidden") << "]";
+    if (c.HasCurrentValue())
+        out << " = " << c.CopyCurrentControlValueString();
+    out << "\n";
+    if (auto* p = dynamic_cast<PPDXPopupControl*>(&c)) {
+        for (std::size_t i = 0; i < p->ItemCount(); ++i) {
+            const _PopupItem* item = p->ItemAt(i);
+            out << indent << "    " << (item->selected ? "* " : "  ") << (item->Keyword() ? item->Keyword() : "")
+                << (item->localName ? "  \"" + *item->localName + "\"" : std::string()) << "\n";
+        }
+    } else if (auto* r = dynamic_cast<PPDXRangeControl*>(&c)) {
+        out << indent << "    range " << r->MinVal() << ".." << r->MaxVal() << " step " << r->Increment()
+            << " default " << r->DefaultValue() << "\n";
+    } else if (auto* f = dynamic_cast<PPDXFloatRangeControl*>(&c)) {
+        out << indent << "    range " << f->MinVal() << ".." << f->MaxVal() << " step " << f->Increment()
+            << " default " << f->DefaultValue() << "\n";
+    } else if (auto* s = dynamic_cast<PPDXCustomPageSizeControl*>(&c)) {
+        out << indent << "    width " << s->MinWidth() << ".." << s->MaxWidth() << ", height " << s->MinHeight()
+            << ".." << s->MaxHeight() << "\n";
+    }
+}
+
+} // namespace
+
+void InspectTree(QJVPPD& doc, std::ostream& out) {
+    const _DISPLAY_OPTIONS_ saved = PPDX::Options();
+    PPDX::Options(kDisplayAll);
+    auto show = [](const char* s) { return s ? s : "-"; };
+    out << "Model:    " << show(doc.ModelName()) << "\n"
+        << "File:     " << show(doc.PCFileName()) << "  (format " << show(doc.FormatVersion()) << ", file version "
+        << show(doc.FileVersion()) << ")\n"
+        << "Language: " << show(doc.LanguageVersion()) << " / " << show(doc.LanguageEncoding()) << "\n"
+        << "Maker:    version " << show(doc.MakerQJVersion()) << ", file version " << show(doc.QJFileVersion())
+        << "\n"
+        << "Valid:    " << (doc.IsValidPPD() ? "yes" : "no") << "\n\n";
+
+    const auto& controls = doc.GetControls()->All();
+    auto controlsUnder = [&](const PPDXElement* parent, const std::string& indent) {
+        for (PPDXControl* c : controls)
+            if (c->GetParent() == parent)
+                PrintControl(*c, out, indent);
+    };
+    auto title = [](const PPDXElement& e) {
+        return std::string(e.Keyword() ? e.Keyword() : "?") + "  \"" + e.CFStringUserName() + "\"" +
+               (e.IsVisible() ? "" : " (hidden)");
+    };
+
+    for (PPDXProperty* page : doc.GetProperties()->All()) {
+        out << "Page " << title(*page) << "\n";
+        for (PPDXGroup* g : doc.GetGroups()->All()) {
+            auto* pane = dynamic_cast<PPDXScrollPane*>(g);
+            if (!pane || pane->GetParent() != page)
+                continue;
+            out << "  Scroll pane " << title(*pane) << "\n";
+            for (PPDXGroup* r : pane->RollDowns().All()) {
+                out << "    Roll-down " << title(*r) << "\n";
+                controlsUnder(r, "      ");
+            }
+        }
+    }
+    for (PPDXGroup* g : doc.GetGroups()->All()) {
+        if (dynamic_cast<PPDXScrollPane*>(g) || (dynamic_cast<PPDXRollDown*>(g) && g->GetParent()))
+            continue;
+        out << (dynamic_cast<PPDXRollDown*>(g) ? "Roll-down " : "Group ") << title(*g) << "\n";
+        controlsUnder(g, "  ");
+    }
+    bool anyOrphan = false;
+    for (PPDXControl* c : controls) {
+        if (!c->IsOrphan())
+            continue;
+        if (!anyOrphan)
+            out << "Without a group\n";
+        anyOrphan = true;
+        PrintControl(*c, out, "  ");
+    }
+
+    const PPDXShortcuts& shortcuts = *doc.GetShortcuts();
+    if (!shortcuts.Empty()) {
+        out << "\nShortcuts:";
+        for (PPDXControl* c : shortcuts.All())
+            out << " " << (c->Keyword() ? c->Keyword() : "?");
+        out << "\n";
+    }
+    out << "\nConstraints: " << doc.GetUIConstraints()->GetConstraintForest().Count() << " pairs, requires "
+        << doc.GetUIConstraints()->GetRequiresForest().Count() << " pairs\n";
+    out << "Errors: " << doc.GetErrors()->Count() << "\n";
+    for (std::size_t i = 0; const PPDXErrorObj* e = doc.GetErrors()->At(i); ++i) {
+        const char* name = PPDErrName(e->Code());
+        out << "  " << (name ? name : "?") << " (" << e->Code() << ")" << (e->IsFatal() ? " fatal" : "")
+            << (e->Keyword() ? std::string(" ") + e->Keyword() : std::string()) << "\n";
+    }
+    PPDX::Options(saved);
+}
+
+} // namespace kelvo::tool

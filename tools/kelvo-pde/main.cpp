@@ -1,0 +1,52 @@
+// kelvo-pde: inspect a Kelvo PPD and the PostScript its controls emit.
+#include <clocale>
+#include <iostream>
+
+#include <CLI/CLI.hpp>
+
+#include "Commands.h"
+
+using namespace kelvo::tool;
+
+int main(int argc, char** argv) {
+    // Text encoding follows the user's locale; numbers stay in the C locale
+    // because they end up in PostScript.
+    std::setlocale(LC_CTYPE, "");
+
+    CLI::App app{"kelvo-pde: read a Kelvo PPD the way the print-dialog panel does"};
+    app.require_subcommand(1);
+
+    OpenRequest request;
+    auto addOpenOptions = [&request](CLI::App* sub) {
+        sub->add_option("PPD", request.path, "PPD file to read")->required();
+        sub->add_option("--host-app", request.hostApp,
+                        "identifier of the host application (some hosts stop reading at \"APLANNOTATE END\")");
+        sub->add_flag("--all-errors-fatal", request.allErrorsFatal, "stop reading at the first error of any kind");
+    };
+
+    bool json = false;
+    CLI::App* inspect = app.add_subcommand("inspect", "show the document the panel would build");
+    addOpenOptions(inspect);
+    inspect->add_flag("--json", json, "one JSON object instead of the readable tree");
+
+    std::string key;
+    std::optional<std::string> value;
+    CLI::App* ps = app.add_subcommand("ps", "print the framed PostScript a control emits");
+    addOpenOptions(ps);
+    ps->add_option("KEY", key, "control keyword, with or without the leading asterisk")->required();
+    ps->add_option("VALUE", value, "value to apply first: a choice, True/False or a number");
+
+    CLI11_PARSE(app, argc, argv);
+
+    QJVPPDRef doc = OpenForTool(request, std::cerr);
+    if (!doc)
+        return kExitBadPPD;
+    if (inspect->parsed()) {
+        if (json)
+            std::cout << InspectJSON(*doc).dump(2, ' ', false, nlohmann::json::error_handler_t::replace) << "\n";
+        else
+            InspectTree(*doc, std::cout);
+        return kExitOK;
+    }
+    return PrintPostScript(*doc, key, value, std::cout, std::cerr);
+}

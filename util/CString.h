@@ -1,0 +1,38 @@
+// Owned 8-bit text, the storage type of every text field of the model.
+#pragma once
+
+#include <cstddef>
+#include <cstring>
+#include <string>
+#include <string_view>
+
+/// An owned, NUL-terminated byte string. Bytes are not interpreted: PPD text
+/// stays in the file's encoding until TextConverter turns it into UTF-8.
+/// A field that may be absent is held as std::optional<CString>.
+class CString {
+public:
+    CString() = default;
+    /// Copies a C string; a null pointer gives the empty string.
+    explicit CString(const char* text) : mText(text ? text : "") {}
+    CString(const char* bytes, std::size_t length) : mText(bytes, length) {}
+    explicit CString(std::string text) : mText(std::move(text)) {}
+    explicit CString(std::string_view text) : mText(text) {}
+
+    const char* c_str() const { return mText.c_str(); }
+    std::size_t Length() const { return mText.size(); }
+    bool Empty() const { return mText.empty(); }
+    std::string_view View() const { return mText; }
+    const std::string& Str() const { return mText; }
+
+    void Assign(const char* text) { mText = text ? text : ""; }
+    void Append(std::string_view more) { mText.append(more); }
+
+    bool operator==(const CString& other) const { return mText == other.mText; }
+    /// Byte comparison with a C string; never equal to a null pointer.
+    bool operator==(const char* text) const { return text && mText == text; }
+    bool Contains(std::string_view part) const { return mText.find(part) != std::string::npos; }
+    bool StartsWith(std::string_view prefix) const { return mText.compare(0, prefix.size(), prefix) == 0; }
+
+private:
+    std::string mText;
+};
