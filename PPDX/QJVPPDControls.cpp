@@ -193,9 +193,10 @@ PPDXErrorPtr QJVPPD::ParseRange(PPDStream& stream, const char* keyword, FlagList
     if (stream.PeekChar() != '(' || !stream.GetChar(c))
         return MakePPDError(PPDErr_RangeParsing, false, keyword);
     char numbers[4][kLineSizeLimit];
-    for (auto& number : numbers) {
+    for (int i = 0; i < 4; ++i) {
         stream.SkipWhiteSpace();
-        if (!NextToken(stream, number, kRangeStringDelimiters, true))
+        // The closing parenthesis may only follow the fourth number.
+        if (!NextToken(stream, numbers[i], kRangeStringDelimiters, true) || (i < 3 && stream.PrevChar() == ')'))
             return MakePPDError(PPDErr_RangeParsing, false, keyword);
     }
     char code[kQuotesStringSizeLimit];

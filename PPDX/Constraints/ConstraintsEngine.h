@@ -36,9 +36,11 @@ public:
     /// Breadth-first search for a conflict-free extension of `proposal`,
     /// which is changed in place. Solved: the returned conflicts are empty and
     /// `proposal` holds the request plus the changes that settle it.
-    /// Unsolved: the conflicts of the last test come back (candidates empty,
-    /// consumed by the search) and `proposal` holds whatever the search last
-    /// tried, so a caller that wants its request back must keep a copy.
+    /// Unsolved: the conflicts of the last test come back and `proposal`
+    /// holds whatever the search last tried, so a caller that wants its
+    /// request back must keep a copy. The candidates are only a by-product:
+    /// empty when the search ran dry (it consumes them), the last level's
+    /// full list when the depth bound stopped it.
     /// The search ends after 128 levels or once 128 proposals were queued.
     /// With `keepProposedKeys` no key the proposal already holds is changed;
     /// that includes keys the search itself has added on the way down.
