@@ -163,3 +163,26 @@ TEST(QJVPPD, ValueAccessByKey) {
     d.SetAllValues(all);
     EXPECT_EQ(d.CopyValueForKey("QJDuplex"), "None");
 }
+
+TEST(QJVPPD, PrintSizeFollowingPageSizeIsTestedAsThePageSize) {
+    Parsed p(Popup("*PageSize", "*PageSize Letter/Letter: \"\"\n*PageSize A4/A4: \"\"\n", "*DefaultPageSize: Letter\n") +
+             Popup("*QJPrintSize",
+                   "*QJPrintSize SameAsPageSize/Same: \"\"\n*QJPrintSize Letter/Letter: \"\"\n"
+                   "*QJPrintSize A4/A4: \"\"\n*QJPrintSize CustomPrintSize/Custom: \"\"\n",
+                   "*DefaultQJPrintSize: SameAsPageSize\n") +
+             Popup("*QJDuplex", "*QJDuplex None/Off: \"\"\n*QJDuplex On/On: \"\"\n", "*DefaultQJDuplex: None\n") +
+             "*UIConstraints: *QJDuplex On *QJPrintSize A4\n*UIConstraints: *QJDuplex On *QJPrintSize CustomPrintSize\n");
+    QJVPPD& d = *p.doc;
+    auto* printSize = p.As<PPDXPopupControl>("*QJPrintSize");
+    EXPECT_FALSE(d.IsKVConstrained("*QJDuplex", "On")); // follows Letter
+    d.SetValueForKey("PageSize", "A4");
+    EXPECT_TRUE(d.IsKVConstrained("*QJDuplex", "On")); // follows A4
+    EXPECT_EQ(printSize->CopyCurrentControlValueString(), "SameAsPageSize"); // put back afterwards
+    d.SetValueForKey("PageSize", "Letter");
+    d.SetCustomPageSizeChosen(true);
+    EXPECT_TRUE(d.IsKVConstrained("*QJDuplex", "On")); // tested as the custom size
+    d.SetCustomPageSizeChosen(false);
+    d.SetValueForKey("QJPrintSize", "Letter");
+    EXPECT_FALSE(d.IsKVConstrained("*QJDuplex", "On"));
+    EXPECT_FALSE(d.IsKVConstrained("*QJNever", "Seen")); // never interned: no conflict
+}

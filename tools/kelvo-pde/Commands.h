@@ -37,3 +37,20 @@ int PrintPostScript(QJVPPD& doc, const std::string& key, const std::optional<std
                     std::ostream& out, std::ostream& err);
 
 } // namespace kelvo::tool
+
+namespace kelvo::tool {
+
+/// What `kelvo-pde check` was asked.
+struct CheckRequest {
+    std::vector<std::string> sets;  ///< KEY=CHOICE selections, applied in order
+    std::optional<std::string> tryPair; ///< KEY=CHOICE to test
+    bool resolve = false;           ///< search for changes that make the try consistent
+    std::vector<std::string> locks; ///< KEY (every choice) or KEY=CHOICE the search may not pick
+    bool grey = false;              ///< list the constrained choices of every popup and Boolean
+    bool json = false;
+};
+
+/// Runs a constraint check; returns an exit code, diagnostics to `err`.
+int RunCheck(QJVPPD& doc, const CheckRequest& request, std::ostream& out, std::ostream& err);
+
+} // namespace kelvo::tool

@@ -36,7 +36,25 @@ int main(int argc, char** argv) {
     ps->add_option("KEY", key, "control keyword, with or without the leading asterisk")->required();
     ps->add_option("VALUE", value, "value to apply first: a choice, True/False or a number");
 
+    CheckRequest check;
+    CLI::App* checkCmd = app.add_subcommand("check", "test choices against the constraints and resolve conflicts");
+    addOpenOptions(checkCmd);
+    checkCmd->add_option("--set", check.sets, "KEY=CHOICE selection applied first (repeatable, in order)");
+    checkCmd->add_option("--try", check.tryPair, "KEY=CHOICE to test: conflicts and candidate alternatives");
+    checkCmd->add_flag("--resolve", check.resolve, "search for the changes that make the --try choice consistent");
+    checkCmd->add_option("--lock", check.locks, "KEY or KEY=CHOICE the search may not change to (repeatable)");
+    checkCmd->add_flag("--grey", check.grey, "list each popup's and Boolean's currently constrained choices");
+    checkCmd->add_flag("--json", check.json, "one JSON object");
+
     CLI11_PARSE(app, argc, argv);
+    if (checkCmd->parsed() && !check.tryPair && !check.grey) {
+        std::cerr << "kelvo-pde: check needs --try KEY=CHOICE or --grey\n";
+        return kExitUsage;
+    }
+    if (check.resolve && !check.tryPair) {
+        std::cerr << "kelvo-pde: --resolve needs --try\n";
+        return kExitUsage;
+    }
 
     QJVPPDRef doc = OpenForTool(request, std::cerr);
     if (!doc)
@@ -48,5 +66,7 @@ int main(int argc, char** argv) {
             InspectTree(*doc, std::cout);
         return kExitOK;
     }
+    if (checkCmd->parsed())
+        return RunCheck(*doc, check, std::cout, std::cerr);
     return PrintPostScript(*doc, key, value, std::cout, std::cerr);
 }

@@ -1,0 +1,157 @@
+// kelvo-pde check: test a choice against the constraints, explain and resolve conflicts.
+#include <ostream>
+
+#include "Commands.h"
+#include "PPDX/PPDObjects/Controls/PPDXBooleanControl.h"
+#include "PPDX/PPDObjects/Controls/PPDXPopupControl.h"
+
+namespace kelvo::tool {
+
+using nlohmann::json;
+
+namespace {
+
+std::string WithStar(const std::string& key) { return !key.empty() && key[0] == '*' ? key : "*" + key; }
+
+bool SplitPair(const std::string& text, std::string& key, std::string& choice) {
+    const std::size_t eq = text.find('=');
+    if (eq == std::string::npos || eq == 0)
+        return false;
+    key = WithStar(text.substr(0, eq));
+    choice = text.substr(eq + 1);
+    return true;
+}
+
+/// Ids back to text, for reports.
+json PairsJSON(const KVCache& pairs, const CStringSoup& soup) {
+    json out = json::array();
+    for (const KVPair& p : pairs) {
+        const std::string* key = soup.Text(p.first);
+        const std::string* choice = soup.Text(p.second);
+        out.push_back({key ? *key : std::string("?"), choice ? *choice : std::string("?")});
+    }
+    return out;
+}
+
+void PrintPairs(std::ostream& out, const char* label, const json& pairs) {
+    out << label;
+    if (pairs.empty())
+        out << " none";
+    for (const auto& p : pairs)
+        out << " " << p[0].get<std::string>() << "=" << p[1].get<std::string>();
+    out << "\n";
+}
+
+/// The choices the panel would grey out, per popup and Boolean.
+json GreyList(QJVPPD& doc) {
+    json grey = json::array();
+    for (PPDXControl* c : doc.GetControls()->All()) {
+        std::vector<std::string> choices;
+        if (auto* popup = dynamic_cast<PPDXPopupControl*>(c)) {
+            for (std::size_t i = 0; i < popup->ItemCount(); ++i)
+                if (const char* k = popup->ItemAt(i)->Keyword())
+                    choices.emplace_back(k);
+        } else if (dynamic_cast<PPDXBooleanControl*>(c)) {
+            choices = {"True", "False"};
+        } else {
+            continue;
+        }
+        json constrained = json::array();
+        for (const std::string& choice : choices)
+            if (doc.IsKVConstrained(c->Keyword(), choice.c_str()))
+                constrained.push_back(choice);
+        grey.push_back({{"keyword", c->Keyword()}, {"constrained", constrained}});
+    }
+    return grey;
+}
+
+} // namespace
+
+int RunCheck(QJVPPD& doc, const CheckRequest& request, std::ostream& out, std::ostream& err) {
+    for (const std::string& set : request.sets) {
+        std::string key, choice;
+        if (!SplitPair(set, key, choice)) {
+            err << "kelvo-pde: --set wants KEY=CHOICE, got \"" << set << "\"\n";
+            return kExitUsage;
+        }
+        if (!doc.SetValueForKey(key, choice)) {
+            err << "kelvo-pde: no settable control " << key << " in this PPD\n";
+            return kExitUsage;
+        }
+    }
+
+    json result = json::object();
+    if (request.grey)
+        result["grey"] = GreyList(doc);
+
+    if (request.tryPair) {
+        std::string key, choice;
+        if (!SplitPair(*request.tryPair, key, choice)) {
+            err << "kelvo-pde: --try wants KEY=CHOICE, got \"" << *request.tryPair << "\"\n";
+            return kExitUsage;
+        }
+        UIConstraints& table = *doc.GetUIConstraints();
+        const CStringSoup& soup = table.GetConstraintStrings();
+        // Looked up, not interned: a name the PPD never used simply has no constraints.
+        KVCache delta;
+        delta.Insert(soup.Find(key), soup.Find(choice));
+        result["constrained"] = doc.IsKVConstrained(key.c_str(), choice.c_str());
+        ConstraintsEngine& engine = table.Engine();
+        _KVErrorSet test = engine.Test(&delta);
+        result["conflicts"] = PairsJSON(test.conflicts, soup);
+        result["candidates"] = PairsJSON(test.candidates, soup);
+        result["solution"] = nullptr;
+
+        if (request.resolve) {
+            KVCache locked;
+            for (const std::string& lock : request.locks) {
+                std::string lockKey = WithStar(lock), lockChoice;
+                const bool whole = !SplitPair(lock, lockKey, lockChoice);
+                locked.Insert(soup.Find(whole ? WithStar(lock) : lockKey), whole ? -1 : soup.Find(lockChoice));
+            }
+            KVCache proposal = delta;
+            engine.SetLocked(locked.empty() ? nullptr : &locked);
+            // The user's own choice stands; only other keys may give way.
+            _KVErrorSet solved = engine.Solve(&proposal, true);
+            engine.SetLocked(nullptr);
+            if (solved.conflicts.empty()) {
+                KVCache changes;
+                for (const KVPair& p : proposal)
+                    if (delta.Lookup(p) < 0)
+                        changes.add(p);
+                result["solution"] = PairsJSON(changes, soup);
+            } else {
+                result["unresolved"] = PairsJSON(solved.conflicts, soup);
+            }
+        }
+    }
+
+    if (request.json) {
+        out << result.dump(2, ' ', false, json::error_handler_t::replace) << "\n";
+        return kExitOK;
+    }
+    if (result.contains("grey")) {
+        for (const auto& row : result["grey"]) {
+            out << row["keyword"].get<std::string>() << ":";
+            if (row["constrained"].empty())
+                out << " (nothing constrained)";
+            for (const auto& c : row["constrained"])
+                out << " " << c.get<std::string>();
+            out << "\n";
+        }
+    }
+    if (request.tryPair) {
+        out << *request.tryPair << ": " << (result["constrained"].get<bool>() ? "constrained" : "allowed") << "\n";
+        PrintPairs(out, "conflicts:", result["conflicts"]);
+        PrintPairs(out, "candidates:", result["candidates"]);
+        if (request.resolve) {
+            if (result["solution"].is_null())
+                PrintPairs(out, "unresolved; conflicts left:", result["unresolved"]);
+            else
+                PrintPairs(out, "solution:", result["solution"]);
+        }
+    }
+    return kExitOK;
+}
+
+} // namespace kelvo::tool
