@@ -1,0 +1,454 @@
+// kelvo-pde run as a separate process: the JSON document model of the sample
+// PPD, framed PostScript byte for byte, exit statuses and line-end variants.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <initializer_list>
+#include <iterator>
+#include <utility>
+#include <string>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "TestSupport.h"
+
+using nlohmann::json;
+using kelvotest::DataPath;
+using kelvotest::SamplePath;
+
+namespace {
+
+struct RunResult {
+    int status = -1;  // exit status, -1 when the tool did not exit normally
+    std::string text; // standard output, or standard error when asked for
+};
+
+std::string ShellQuote(const std::string& s) {
+    std::string quoted = "'";
+    for (char c : s)
+        quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return quoted + "'";
+}
+
+// Runs the tool with `args`; captures either its standard output or, with
+// `stderrOnly`, its standard error (standard output is then discarded).
+RunResult RunTool(const std::vector<std::string>& args, bool stderrOnly = false) {
+    std::string command = ShellQuote(KELVO_PDE_BIN);
+    for (const std::string& a : args)
+        command += " " + ShellQuote(a);
+    command += stderrOnly ? " 2>&1 >/dev/null" : " 2>/dev/null";
+    RunResult result;
+    FILE* pipe = popen(command.c_str(), "r");
+    if (!pipe)
+        return result;
+    char buffer[4096];
+    for (std::size_t n; (n = fread(buffer, 1, sizeof buffer, pipe)) > 0;)
+        result.text.append(buffer, n);
+    const int status = pclose(pipe);
+    result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return result;
+}
+
+json Inspect(const std::string& path) {
+    RunResult r = RunTool({"inspect", path, "--json"});
+    EXPECT_EQ(r.status, 0) << path;
+    return json::parse(r.text, nullptr, false);
+}
+
+const json& Sample() {
+    static const json sample = Inspect(SamplePath("kelvo-sample.ppd").string());
+    return sample;
+}
+
+const json& Find(const json& list, const std::string& keyword) {
+    static const json none;
+    for (const json& e : list)
+        if (e.is_object() && e.contains("keyword") && e["keyword"] == keyword)
+            return e;
+    ADD_FAILURE() << "no element " << keyword;
+    return none;
+}
+
+std::vector<std::string> Keywords(const json& list, const char* member = "keyword") {
+    std::vector<std::string> out;
+    for (const json& e : list)
+        out.push_back(e.at(member).get<std::string>());
+    return out;
+}
+
+} // namespace
+
+TEST(KelvoPdeInspect, SampleHeaderAndValidity) {
+    const json& s = Sample();
+    ASSERT_FALSE(s.is_discarded());
+    EXPECT_EQ(s["valid"], true);
+    // The maker's version statements are taken to the end of the line, quotes included.
+    EXPECT_EQ(s["header"], json({{"FormatVersion", "4.3"},
+                                 {"FileVersion", "2.4"},
+                                 {"PCFileName", "KPL9200.PPD"},
+                                 {"LanguageVersion", "English"},
+                                 {"LanguageEncoding", "ISOLatin1"},
+                                 {"ModelName", "Kelvo ProLine 9200"},
+                                 {"APDialogExtension", "/usr/lib/kelvo/pde/KelvoPanel.plugin"},
+                                 {"QJFileVersion", "\"5.0.12\""},
+                                 {"QJVersion", "\"3.2\""}}));
+    EXPECT_EQ(s["errors"], json::array());
+}
+
+TEST(KelvoPdeInspect, SamplePagesAndGroups) {
+    const json& s = Sample();
+    EXPECT_EQ(s["pages"], json::parse(R"([
+      {"keyword":"QJPageGeneral","name":"Kelvo General","visible":true,"kind":"page","parent":null,
+       "showInApp":true,"showInPrintProp":true},
+      {"keyword":"QJPageFinishing","name":"Kelvo Finishing","visible":true,"kind":"page","parent":null,
+       "showInApp":true,"showInPrintProp":true},
+      {"keyword":"QJPageImage","name":"Kelvo Image Quality","visible":true,"kind":"page","parent":null,
+       "showInApp":true,"showInPrintProp":false},
+      {"keyword":"QJPageJob","name":"Kelvo Job Information","visible":true,"kind":"page","parent":null,
+       "showInApp":false,"showInPrintProp":true}])"));
+
+    struct Row {
+        const char* keyword;
+        const char* kind;
+        const char* parent;
+        const char* name;
+        bool visible;
+    };
+    // Collection order: panes and roll-downs as their parent lines come, plain
+    // groups on first use, the installable-options roll-down at its group
+    // block, and the unused hidden group last (collected as an orphan).
+    const Row rows[] = {
+        {"QJPaneGeneral", "scrollpane", "QJPageGeneral", "General ", true},
+        {"QJPaneFinishing", "scrollpane", "QJPageFinishing", "Finishing ", true},
+        {"QJPaneImage", "scrollpane", "QJPageImage", "Image Quality ", true},
+        {"QJPaneJob", "scrollpane", "QJPageJob", "Job Information ", true},
+        {"FPPaperSource", "rolldown", "QJPaneGeneral", "Paper Source ", true},
+        {"FPLayout", "rolldown", "QJPaneGeneral", "Layout ", true},
+        {"FPFinish", "rolldown", "QJPaneFinishing", "Stapling, Punching and Folding ", true},
+        {"FPBinding", "rolldown", "QJPaneFinishing", "Booklet and Binding ", true},
+        {"FPColor", "rolldown", "QJPaneImage", "Color ", true},
+        {"FPImage", "rolldown", "QJPaneImage", "Image Adjustments ", true},
+        {"FPAccounting", "rolldown", "QJPaneJob", "Accounting ", true},
+        {"FPQJNotes", "rolldown", "QJPaneJob", "Notes and Instructions ", true},
+        {"QJGrpExpert", "group", nullptr, "Expert Settings ", true},
+        {"QJPPInstallableOptions", "group", nullptr, "Installed Options ", true},
+        {"InstallableOptions", "rolldown", nullptr, "Options Installed", true},
+        {"QJGrpService", "group", nullptr, "Service ", false},
+    };
+    const json& groups = s["groups"];
+    ASSERT_EQ(groups.size(), std::size(rows));
+    for (std::size_t i = 0; i < std::size(rows); ++i) {
+        const Row& r = rows[i];
+        SCOPED_TRACE(r.keyword);
+        EXPECT_EQ(groups[i]["keyword"], json(r.keyword));
+        EXPECT_EQ(groups[i]["kind"], json(r.kind));
+        EXPECT_EQ(groups[i]["parent"], r.parent ? json(r.parent) : json(nullptr));
+        EXPECT_EQ(groups[i]["name"], json(r.name));
+        EXPECT_EQ(groups[i]["visible"], r.visible);
+    }
+}
+
+TEST(KelvoPdeInspect, SampleControlsOfEveryType) {
+    const json& controls = Sample()["controls"];
+    int perType[8] = {};
+    for (const json& c : controls) {
+        SCOPED_TRACE(c.dump());
+        for (const char* member : {"keyword", "name", "type", "flags", "visible", "parent", "value"})
+            EXPECT_TRUE(c.contains(member)) << member;
+        EXPECT_TRUE(c["flags"].is_array());
+        ++perType[c["type"].get<int>()];
+    }
+    // job note, range, float range, boolean, popup, special option, custom size
+    EXPECT_EQ(std::vector<int>(perType + 1, perType + 8), (std::vector<int>{6, 4, 3, 7, 20, 2, 1}));
+    // Standard blocks without a *%QJVFlags line are not controls.
+    for (const std::string& k : Keywords(controls))
+        EXPECT_TRUE(k != "*PageRegion" && k != "*Resolution" && k != "*Option1") << k;
+
+    struct PopupRow {
+        const char* keyword;
+        const char* name;
+        const char* parent;
+        bool multiple, installable;
+        const char* defaultChoice;
+        std::size_t items;
+        const char* flags;
+    };
+    const PopupRow popups[] = {
+        {"*PageSize", "Paper Size", "FPPaperSource", false, false, "Letter", 7, R"(["Dynamic","Command"])"},
+        {"*QJPrintSize", "Print Size", "FPPaperSource", false, false, "SameAsPageSize", 5, R"(["Dynamic"])"},
+        {"*QJInsertSheets", "Insert Blank Sheets", "FPFinish", true, false, "BeforeFirst", 3, R"(["Command"])"},
+        {"*QJHalftone", "Screening", "FPImage", false, false, "Auto", 3, "[]"},
+        {"*QJDuplexer", "Duplex Unit", "QJPPInstallableOptions", false, true, "Installed", 2, R"(["Command"])"},
+        {"*QJHCIInstalled", "High Capacity Input", "InstallableOptions", false, false, "False", 2, "[]"},
+    };
+    for (const PopupRow& r : popups) {
+        SCOPED_TRACE(r.keyword);
+        const json& c = Find(controls, r.keyword);
+        EXPECT_EQ(c["type"], 5);
+        EXPECT_EQ(c["name"], json(r.name));
+        EXPECT_EQ(c["parent"], json(r.parent));
+        EXPECT_EQ(c["multiple"], r.multiple);
+        EXPECT_EQ(c["installable"], r.installable);
+        EXPECT_EQ(c["default"], json(r.defaultChoice));
+        EXPECT_EQ(c["value"], json(r.defaultChoice));
+        EXPECT_EQ(c["flags"], json::parse(r.flags));
+        ASSERT_EQ(c["items"].size(), r.items);
+        for (const json& item : c["items"])
+            EXPECT_EQ(item["selected"], item["keyword"] == r.defaultChoice) << item.dump();
+    }
+    // Hex runs in translations: <AE> is the registered sign in ISO Latin 1.
+    EXPECT_EQ(Find(controls, "*QJFinisherModel")["items"][2],
+              json({{"keyword", "F400"}, {"name", "Kelvo\u00ae Booklet Maker F400"}, {"selected", true}}));
+    EXPECT_EQ(Find(controls, "*QJPaperWeight")["name"], "Paper Weight (g/m\u00b2)");
+
+    const std::pair<const char*, bool> booleans[] = {
+        {"*QJCollate", true}, {"*QJReversePrint", false}, {"*QJPureBlack", true}, {"*QJSmoothing", true}};
+    for (const auto& [keyword, on] : booleans) {
+        const json& c = Find(controls, keyword);
+        EXPECT_EQ(c["default"], on) << keyword;
+        EXPECT_EQ(c["value"], on ? "True" : "False") << keyword;
+    }
+
+    struct RangeRow {
+        const char* keyword;
+        double min, max, increment, defaultValue;
+        const char* value;
+    };
+    const RangeRow ranges[] = {
+        {"*QJCopies", 1, 9999, 1, 1, "1"},          {"*QJPaperWeight", 52, 350, 1, 80, "80"},
+        {"*QJBrightness", -50, 50, 5, 0, "0"},      {"*QJBindingMargin", 0, 50, 1, 0, "0"},
+        {"*QJGamma", 1.0, 2.6, 0.1, 1.8, "1.800"},  {"*QJImageShift", -20, 20, 0.5, 0, "0.000"},
+        {"*QJCreep", 0.0, 2.0, 0.05, 0.0, "0.000"},
+    };
+    for (const RangeRow& r : ranges) {
+        SCOPED_TRACE(r.keyword);
+        const json& c = Find(controls, r.keyword);
+        EXPECT_FLOAT_EQ(c["min"].get<float>(), static_cast<float>(r.min));
+        EXPECT_FLOAT_EQ(c["max"].get<float>(), static_cast<float>(r.max));
+        EXPECT_FLOAT_EQ(c["increment"].get<float>(), static_cast<float>(r.increment));
+        EXPECT_FLOAT_EQ(c["default"].get<float>(), static_cast<float>(r.defaultValue));
+        EXPECT_EQ(c["value"], json(r.value));
+    }
+    EXPECT_EQ(Find(controls, "*QJCopies")["type"], 2);
+    EXPECT_EQ(Find(controls, "*QJGamma")["type"], 3);
+
+    const json& size = Find(controls, "*CustomPrintSize");
+    EXPECT_EQ(size["type"], 7);
+    EXPECT_EQ(size["parent"], "FPPaperSource");
+    std::vector<double> bounds;
+    for (const char* member : {"minWidth", "maxWidth", "minHeight", "maxHeight"})
+        bounds.push_back(size[member].get<double>());
+    EXPECT_EQ(bounds, (std::vector<double>{288, 1296, 288, 3600}));
+}
+
+TEST(KelvoPdeInspect, SampleJobNotesSpecialOptionsAndShortcuts) {
+    const json& s = Sample();
+    struct NoteRow {
+        const char* keyword;
+        const char* parent;
+        int maxLength, minLength;
+        const char* flagWords;
+        const char* defaultNotes;
+    };
+    const NoteRow notes[] = {
+        {"*QJAccount", "FPAccounting", 16, 4, R"(["Numeric","Required","Remembered"])", nullptr},
+        {"*QJUserPassword", "FPAccounting", 12, 0, R"(["Password","Resume"])", nullptr},
+        {"*QJDeptCode", "FPAccounting", 8, 0, R"(["Alpha","Numeric","Member"])", "PRINTROOM"},
+        {"*Notes1", "FPQJNotes", 64, 0, R"(["Remembered","AlwaysDisplay"])", nullptr},
+        {"*Notes2", "FPQJNotes", 64, 0, R"(["Remembered"])", "Deliver to the mail room"},
+        {"*Instruc", "FPQJNotes", 127, 0, R"(["Space","MultiSpace"])", nullptr},
+    };
+    for (const NoteRow& r : notes) {
+        SCOPED_TRACE(r.keyword);
+        const json& c = Find(s["controls"], r.keyword);
+        const json defaultNotes = r.defaultNotes ? json(r.defaultNotes) : json(nullptr);
+        EXPECT_EQ(c["type"], 1);
+        EXPECT_EQ(c["parent"], json(r.parent));
+        EXPECT_EQ(c["maxLength"], r.maxLength);
+        EXPECT_EQ(c["minLength"], r.minLength);
+        EXPECT_EQ(c["flagWords"], json::parse(r.flagWords));
+        EXPECT_TRUE(c["flagBits"].is_number_unsigned());
+        EXPECT_EQ(c["defaultNotes"], defaultNotes);
+        EXPECT_EQ(c["notes"], defaultNotes);
+        EXPECT_EQ(c["value"], defaultNotes);
+    }
+    const std::pair<const char*, const char*> specials[] = {
+        {"*QJControllerModel", "Kelvo CX-900 Print Controller"}, {"*QJJobFormat", "PDL 2"}};
+    for (const auto& [keyword, value] : specials) {
+        const json& c = Find(s["controls"], keyword);
+        EXPECT_EQ(c["type"], 6);
+        EXPECT_EQ(c["value"], json(value));
+        EXPECT_EQ(c["parent"], nullptr);
+    }
+
+    EXPECT_EQ(s["constraints"], json({{"count", 24}}));
+    EXPECT_EQ(s["requires"], json({{"count", 1}}));
+    // The boolean shortcut is listed but never offered in the quick-access menu.
+    const std::vector<std::string> popups = {"*PageSize", "*InputSlot", "*MediaType", "*QJDuplex",
+                                             "*QJ_PAPER_ORIENTATION", "*QJStaple"};
+    std::vector<std::string> all = popups;
+    all.push_back("*QJCollate");
+    EXPECT_EQ(s["shortcuts"].get<std::vector<std::string>>(), all);
+    EXPECT_EQ(s["popupShortcuts"].get<std::vector<std::string>>(), popups);
+}
+
+TEST(KelvoPdePs, FramedPostScriptByteForByte) {
+    struct Row {
+        std::vector<std::string> args;
+        const char* expected;
+    };
+    const Row rows[] = {
+        // Code opening with an empty first line keeps that line end.
+        {{"PageSize", "Tabloid"}, R"(%%BeginFeature: *PageSize Tabloid
+
+  <</PageSize [792 1224] /ImagingBBox null>>
+  setpagedevice
+%%EndFeature
+)"},
+        // A boolean side without code still gets its frame and one line end.
+        {{"QJReversePrint"}, "%%BeginFeature: *QJReversePrint False\n\n%%EndFeature\n"},
+        {{"QJBooklet", "true"}, R"(%%BeginFeature: *QJBooklet True
+
+/QJBooklet true def
+<</Staple 3 /StapleDetails <</Type 1 /Position 4>>>> setpagedevice
+%%EndFeature
+)"},
+        // Snapped to a multiple of the step counted from 0; clamped to the maximum.
+        {{"*QJBrightness", "17"}, R"(%%BeginFeature: *QJBrightness 15
+/QJBrightness 15 def
+%%EndFeature
+)"},
+        {{"QJPaperWeight", "400"}, R"(%%BeginFeature: *QJPaperWeight 350
+<</MediaWeight 350>> setpagedevice
+%%EndFeature
+)"},
+        // Decimal values are nine characters wide, blanks in front.
+        {{"QJGamma", "2.2"}, R"(%%BeginFeature: *QJGamma    2.2000
+{   2.2000 exp} settransfer
+%%EndFeature
+)"},
+        {{"QJImageShift", "-12.25"}, R"(%%BeginFeature: *QJImageShift  -12.2500
+ -12.2500 2.8346 mul /QJShift exch def
+%%EndFeature
+)"},
+        // Note text goes into a template as hex; without one, a password comment.
+        {{"Notes1", "A\\b"}, R"(%%BeginFeature: *Notes1 A\b
+<415C62> /QJNotes1 exch def
+%%EndFeature
+)"},
+        {{"QJUserPassword", "4711"}, R"(%%BeginFeature: *QJUserPassword 4711
+%%PersPassword: 4711
+%%EndFeature
+)"},
+    };
+    for (const Row& r : rows) {
+        std::vector<std::string> args = {"ps", SamplePath("kelvo-sample.ppd").string()};
+        args.insert(args.end(), r.args.begin(), r.args.end());
+        RunResult result = RunTool(args);
+        EXPECT_EQ(result.status, 0) << r.args[0];
+        EXPECT_EQ(result.text, r.expected) << r.args[0];
+    }
+}
+
+TEST(KelvoPdeErrors, UnusableFilesExitTwoWithOneLine) {
+    struct Row {
+        std::string path;
+        std::vector<std::string> options;
+        const char* error;
+    };
+    const Row rows[] = {
+        {DataPath("no-such-file.ppd").string(), {}, "PPDErr_FileError"},
+        {DataPath("line-endings").string(), {}, "PPDErr_FileError"},
+        {DataPath("not-a-ppd.txt").string(), {}, "PPDErr_NotPPDFile"},
+        {DataPath("bad-version.ppd").string(), {}, "PPDErr_NotPPDFile"},
+        {DataPath("unclosed-openuiqjv.ppd").string(), {}, "PPDErr_OpenUIQJVParsing1"},
+        {DataPath("duplicate-flags.ppd").string(), {"--all-errors-fatal"}, "PPDErr_Duplicate"},
+    };
+    for (const Row& r : rows) {
+        for (const char* command : {"inspect", "ps"}) {
+            std::vector<std::string> args = {command, r.path};
+            if (std::string(command) == "ps")
+                args.push_back("QJStaple");
+            args.insert(args.end(), r.options.begin(), r.options.end());
+            RunResult result = RunTool(args, true);
+            EXPECT_EQ(result.status, 2) << command << " " << r.path;
+            EXPECT_EQ(result.text, "kelvo-pde: " + r.path + ": " + r.error + "\n") << command;
+        }
+    }
+}
+
+TEST(KelvoPdeErrors, NonFatalErrorsExitZeroAndAreListed) {
+    struct Row {
+        std::string path;
+        const char* errors;
+        std::vector<std::string> controls; // the controls built, in any order
+    };
+    // Only a header and a page: the empty-document errors carry no keyword.
+    kelvotest::TempFile pageOnly("*PPD-Adobe: \"4.3\"\n*LanguageVersion: English\n*LanguageEncoding: ISOLatin1\n"
+                                 "*%QJVPropPage QJPage1/Page: \"True\"\n");
+    const Row rows[] = {
+        // The first declaration stays; the second one's lines are read as plain statements.
+        {DataPath("duplicate-flags.ppd").string(),
+         R"([{"code":23,"name":"PPDErr_Duplicate","keyword":"*QJStaple","fatal":false}])",
+         {"*QJStaple", "*QJPunch"}},
+        // The line after the flags goes with them: *QJSwallowed is never declared.
+        {DataPath("flags-wrong-line.ppd").string(),
+         R"([{"code":16,"name":"PPDErr_ControlParsing","keyword":"*QJStaple","fatal":false}])",
+         {"*QJKept", "*QJPunch"}},
+        // Reading stops at the long line; the shortcut pass still runs after it.
+        {DataPath("long-line.ppd").string(),
+         R"([{"code":19,"name":"PPDErr_BadShortcut","keyword":"*QJPunch","fatal":false}])",
+         {"*QJStaple"}},
+        {pageOnly.PathString(),
+         R"([{"code":26,"name":"PPDErr_NoGroups","keyword":null,"fatal":false},
+             {"code":27,"name":"PPDErr_NoControls","keyword":null,"fatal":false}])",
+         {}},
+    };
+    for (const Row& r : rows) {
+        SCOPED_TRACE(r.path);
+        json j = Inspect(r.path);
+        ASSERT_FALSE(j.is_discarded());
+        EXPECT_EQ(j["valid"], true);
+        EXPECT_EQ(j["errors"], json::parse(r.errors));
+        std::vector<std::string> built = Keywords(j["controls"]);
+        std::sort(built.begin(), built.end());
+        std::vector<std::string> expected = r.controls;
+        std::sort(expected.begin(), expected.end());
+        EXPECT_EQ(built, expected);
+    }
+    const json dup = Inspect(DataPath("duplicate-flags.ppd").string());
+    EXPECT_EQ(Keywords(Find(dup["controls"], "*QJStaple")["items"]), (std::vector<std::string>{"None", "TopLeft"}));
+}
+
+TEST(KelvoPdeLineEnds, LfCrAndCrlfReadAlike) {
+    const std::string lf = kelvotest::ReadFile(DataPath("line-endings/small-lf.ppd"));
+    ASSERT_FALSE(lf.empty());
+    const json expected = Inspect(DataPath("line-endings/small-lf.ppd").string());
+    ASSERT_FALSE(expected.is_discarded());
+    EXPECT_EQ(expected["errors"], json::array());
+    EXPECT_EQ(Keywords(expected["controls"]),
+              (std::vector<std::string>{"*QJDuplex", "*QJStaple", "*QJCopies", "*QJShift", "*Notes1", "*Notes2"}));
+    EXPECT_EQ(Find(expected["controls"], "*Notes2")["defaultNotes"], "Front desk");
+
+    const std::pair<const char*, const char*> variants[] = {{"lf", "\n"}, {"cr", "\r"}, {"crlf", "\r\n"}};
+    for (const auto& [name, end] : variants) {
+        SCOPED_TRACE(name);
+        const std::string file = DataPath(std::string("line-endings/small-") + name + ".ppd").string();
+        // The generated files differ from the LF one in their line ends only.
+        std::string same;
+        for (char c : lf)
+            same += c == '\n' ? std::string(end) : std::string(1, c);
+        EXPECT_EQ(kelvotest::ReadFile(file), same);
+        EXPECT_EQ(Inspect(file), expected);
+        // Code over several lines, with a blank line and a "*%" continuation.
+        EXPECT_EQ(RunTool({"ps", file, "QJDuplex"}).text, R"(%%BeginFeature: *QJDuplex DuplexNoTumble
+<</Duplex true
+/Tumble false>>
+setpagedevice
+%%EndFeature
+)");
+    }
+}
