@@ -452,3 +452,12 @@ setpagedevice
 )");
     }
 }
+
+TEST(KelvoPdePs, NoteTextGoesIntoTheNotesFrame) {
+    const std::string sample = SamplePath("kelvo-sample.ppd").string();
+    RunResult r = RunTool({"ps", sample, "Notes1", "--note", "Rush \\ A"});
+    EXPECT_EQ(r.status, 0);
+    EXPECT_EQ(r.text, "%%BeginFeature: *Notes1 Rush \\ A\n<52757368205C2041> /QJNotes1 exch def\n%%EndFeature\n");
+    EXPECT_EQ(RunTool({"ps", sample, "QJDuplex", "--note", "x"}).status, 1); // not a note
+    EXPECT_EQ(RunTool({"ps", sample, "Notes1", "v", "--note", "x"}).status, 1);
+}

@@ -27,10 +27,14 @@ QJVPPDRef OpenForTool(const OpenRequest& request, std::ostream& err) {
 }
 
 int PrintPostScript(QJVPPD& doc, const std::string& key, const std::optional<std::string>& value,
-                    std::ostream& out, std::ostream& err) {
+                    std::ostream& out, std::ostream& err, bool isNote) {
     PPDXControl* control = doc.GetPPDXControlForKey(key);
     if (!control) {
         err << "kelvo-pde: no control " << key << " in this PPD\n";
+        return kExitUsage;
+    }
+    if (isNote && control->Type() != kControlTypeJobNote) {
+        err << "kelvo-pde: " << key << " is not a job note\n";
         return kExitUsage;
     }
     if (value) {

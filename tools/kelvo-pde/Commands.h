@@ -32,9 +32,10 @@ nlohmann::json InspectJSON(QJVPPD& doc);
 void InspectTree(QJVPPD& doc, std::ostream& out);
 
 /// Framed PostScript of one control after applying an optional value text.
+/// With `isNote`, the control must be a job note and the value is its text.
 /// Returns an exit code; diagnostics go to `err`.
 int PrintPostScript(QJVPPD& doc, const std::string& key, const std::optional<std::string>& value,
-                    std::ostream& out, std::ostream& err);
+                    std::ostream& out, std::ostream& err, bool isNote = false);
 
 } // namespace kelvo::tool
 

@@ -35,6 +35,8 @@ int main(int argc, char** argv) {
     addOpenOptions(ps);
     ps->add_option("KEY", key, "control keyword, with or without the leading asterisk")->required();
     ps->add_option("VALUE", value, "value to apply first: a choice, True/False or a number");
+    std::optional<std::string> note;
+    ps->add_option("--note", note, "text of a job note (the note's framed output for that text)");
 
     CheckRequest check;
     CLI::App* checkCmd = app.add_subcommand("check", "test choices against the constraints and resolve conflicts");
@@ -68,5 +70,9 @@ int main(int argc, char** argv) {
     }
     if (checkCmd->parsed())
         return RunCheck(*doc, check, std::cout, std::cerr);
-    return PrintPostScript(*doc, key, value, std::cout, std::cerr);
+    if (note && value) {
+        std::cerr << "kelvo-pde: give either VALUE or --note\n";
+        return kExitUsage;
+    }
+    return PrintPostScript(*doc, key, note ? note : value, std::cout, std::cerr, note.has_value());
 }
