@@ -186,3 +186,24 @@ TEST(QJVPPD, PrintSizeFollowingPageSizeIsTestedAsThePageSize) {
     EXPECT_FALSE(d.IsKVConstrained("*QJDuplex", "On"));
     EXPECT_FALSE(d.IsKVConstrained("*QJNever", "Seen")); // never interned: no conflict
 }
+
+TEST(QJVPPD, RunTimeMenusAreCreatedAndRebuilt) {
+    Parsed p(kDuplex);
+    PopupItemList items;
+    items.push_back(std::make_unique<_PopupItem>("Tray1", std::string("Tray 1"), PSBytes{}));
+    items.push_back(std::make_unique<_PopupItem>("Tray2", std::string("Tray 2"), PSBytes{}));
+    PPDXPopupControl* menu = p.doc->PPDCreatePopupMenu("QJTrays", "*QJTrayMenu", "Trays", std::move(items),
+                                                       CString("Tray2"));
+    ASSERT_NE(menu, nullptr);
+    EXPECT_EQ(p.Control("*QJTrayMenu"), menu);
+    ASSERT_NE(menu->GetParent(), nullptr);
+    EXPECT_STREQ(menu->GetParent()->Keyword(), "QJTrays");
+    EXPECT_EQ(menu->CopyCurrentControlValueString(), "Tray2");
+    EXPECT_EQ(p.doc->PPDCreatePopupMenu(nullptr, "*QJX", "X", PopupItemList{}, std::nullopt), nullptr);
+
+    PopupItemList fresh;
+    fresh.push_back(std::make_unique<_PopupItem>("Tray3", std::string("Tray 3"), PSBytes{}));
+    EXPECT_TRUE(p.doc->PPDReconcilePopupMenu("*QJTrayMenu", "Trays", std::move(fresh), CString("Tray3")));
+    EXPECT_EQ(menu->CopyCurrentControlValueString(), "Tray3"); // Tray2 is gone: the new default stands
+    EXPECT_FALSE(p.doc->PPDReconcilePopupMenu("*QJMissing", "x", PopupItemList{}, std::nullopt));
+}

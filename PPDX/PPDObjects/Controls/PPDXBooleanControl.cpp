@@ -15,6 +15,8 @@ PPDXBooleanControl::PPDXBooleanControl(const char* keyword, std::string localNam
       mTruePS(std::move(truePS)),
       mFalsePS(std::move(falsePS)) {
     mType = kControlTypeBoolean;
+    // The solver must know the starting state, as it knows a popup's default.
+    UpdateKVCache(Keyword(), defaultValue ? "True" : "False");
 }
 
 void PPDXBooleanControl::SetValue(bool value) {

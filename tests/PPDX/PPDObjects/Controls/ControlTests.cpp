@@ -147,6 +147,8 @@ TEST(Boolean, ValueTextsAndCacheUpdates) {
     UIConstraints constraints;
     PPDXBooleanControl b("*QJB", "B", FlagList{}, true, CString("On"), Bytes("on\n"), CString("Off"), {}, false,
                          &constraints);
+    const CStringSoup& soup = constraints.GetConstraintStrings();
+    EXPECT_EQ(constraints.CurrentSelections().GetItem(soup.Find("*QJB")), soup.Find("False")); // known from the start
     struct Row {
         const char* text;
         bool value;
@@ -156,7 +158,6 @@ TEST(Boolean, ValueTextsAndCacheUpdates) {
         EXPECT_EQ(b.IsTrue(), r.value) << r.text;
     }
     b.SetValue(true);
-    const CStringSoup& soup = constraints.GetConstraintStrings();
     EXPECT_EQ(constraints.CurrentSelections().GetItem(soup.Find("*QJB")), soup.Find("True"));
     b.ResetToDefaultValue();
     EXPECT_EQ(b.CopyCurrentControlValueString(), "False");
