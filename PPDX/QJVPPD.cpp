@@ -12,9 +12,7 @@
 
 namespace {
 
-bool Equals(const char* a, const char* b) { return a && b && std::strcmp(a, b) == 0; }
-
-bool IsOpenUIKeyword(const char* k) { return Equals(k, "*OpenUI") || Equals(k, "*QJOpenUI") || Equals(k, "*BeginUI"); }
+bool IsOpenUIKeyword(const char* k) { return TextEquals(k, "*OpenUI") || TextEquals(k, "*QJOpenUI") || TextEquals(k, "*BeginUI"); }
 
 // Hosts known to append annotation data after an "APLANNOTATE END" line.
 bool HostStopsAtAnnotations(const std::string& applicationID) {
@@ -125,27 +123,27 @@ void QJVPPD::Parse() {
 }
 
 PPDXErrorPtr QJVPPD::ParseStatement(PPDStream& stream, const char* keyword) {
-    if (Equals(keyword, "*UIConstraints") || Equals(keyword, "*%QJVUIConstraints"))
+    if (TextEquals(keyword, "*UIConstraints") || TextEquals(keyword, "*%QJVUIConstraints"))
         return ParseUIConstraint(stream, false);
-    if (Equals(keyword, "*%QJVUIRequires"))
+    if (TextEquals(keyword, "*%QJVUIRequires"))
         return ParseUIConstraint(stream, true);
-    if (Equals(keyword, "*%QJVPropPage"))
+    if (TextEquals(keyword, "*%QJVPropPage"))
         return ParsePropertyPage(stream);
-    if (Equals(keyword, "*%QJVGroupName"))
+    if (TextEquals(keyword, "*%QJVGroupName"))
         return ParseGroupName(stream);
-    if (Equals(keyword, "*%QJVSubGroupName"))
+    if (TextEquals(keyword, "*%QJVSubGroupName"))
         return ParseSubGroupName(stream);
-    if (Equals(keyword, "*%QJVParent"))
+    if (TextEquals(keyword, "*%QJVParent"))
         return ParseParent(stream);
-    if (Equals(keyword, "*%QJVFlags"))
+    if (TextEquals(keyword, "*%QJVFlags"))
         return ParseControl(stream);
-    if (Equals(keyword, "*%ParamCustomPrintSize"))
+    if (TextEquals(keyword, "*%ParamCustomPrintSize"))
         return ParseCustomPageSize(stream, keyword);
-    if (Equals(keyword, "*%QJShortcut"))
+    if (TextEquals(keyword, "*%QJShortcut"))
         return ParseShortcut(stream);
-    if (Equals(keyword, "*%QJVSpecialOption"))
+    if (TextEquals(keyword, "*%QJVSpecialOption"))
         return ParseSpecialOption(stream);
-    if (Equals(keyword, "*%QJVJobNote"))
+    if (TextEquals(keyword, "*%QJVJobNote"))
         return ParseJobNote(stream);
     return ParsePSKeywords(stream, keyword);
 }
@@ -188,11 +186,11 @@ PPDXErrorPtr QJVPPD::ParseControl(PPDStream& stream) {
     char keyword[kLineSizeLimit];
     if (!NextToken(next, keyword, kMainKeywordDelimiters, true))
         return MakePPDError(PPDErr_ControlParsing, false, key);
-    if (Equals(keyword, "*%QJVGroup"))
+    if (TextEquals(keyword, "*%QJVGroup"))
         return ParseGroup(next, key, flags);
     if (IsOpenUIKeyword(keyword))
         return ParseOpenUI(next, key, flags, nullptr);
-    if (Equals(keyword, "*OpenUIQJV"))
+    if (TextEquals(keyword, "*OpenUIQJV"))
         return ParseOpenUIQJV(next, key, flags);
     return MakePPDError(PPDErr_ControlParsing, false, key);
 }
@@ -220,15 +218,15 @@ PPDXErrorPtr QJVPPD::ParseGroup(PPDStream& stream, const char* key, FlagList& fl
     char keyword[kLineSizeLimit];
     if (!NextToken(next, keyword, kMainKeywordDelimiters, true))
         return nullptr;
-    if (Equals(keyword, "*%QJVJobNote"))
+    if (TextEquals(keyword, "*%QJVJobNote"))
         return ParseJobNote(next, key, flags, dynamic_cast<PPDXRollDown*>(group));
-    if (Equals(keyword, "*%QJVRange") || Equals(keyword, "*%QJVUnitRange"))
+    if (TextEquals(keyword, "*%QJVRange") || TextEquals(keyword, "*%QJVUnitRange"))
         return ParseRange(next, key, flags, group, false);
-    if (Equals(keyword, "*%QJVFloatRange"))
+    if (TextEquals(keyword, "*%QJVFloatRange"))
         return ParseRange(next, key, flags, group, true);
     if (IsOpenUIKeyword(keyword))
         return ParseOpenUI(next, key, flags, group);
-    if (Equals(keyword, "*OpenUIQJV"))
+    if (TextEquals(keyword, "*OpenUIQJV"))
         return ParseOpenUIQJV(next, key, flags);
     return MakePPDError(PPDErr_GroupParsing, false, key);
 }
@@ -271,22 +269,22 @@ PPDXErrorPtr QJVPPD::ParseOpenUIQJV(PPDStream&, const char* key, FlagList& flags
 }
 
 PPDXErrorPtr QJVPPD::ParsePSKeywords(PPDStream& stream, const char* keyword) {
-    if (Equals(keyword, "*%QJFileVersion")) {
+    if (TextEquals(keyword, "*%QJFileVersion")) {
         mQJFileVersion = RestOfLine(stream);
         return nullptr;
     }
-    if (Equals(keyword, "*%QJVersion")) {
+    if (TextEquals(keyword, "*%QJVersion")) {
         std::optional<CString> value = RestOfLine(stream);
         if (!mQJVersionMac)
             mQJVersion = std::move(value);
         return nullptr;
     }
-    if (Equals(keyword, "*%QJVersionMac")) {
+    if (TextEquals(keyword, "*%QJVersionMac")) {
         mQJVersionMac = RestOfLine(stream);
         mQJVersion = mQJVersionMac;
         return nullptr;
     }
-    if (Equals(keyword, "*OpenGroup")) {
+    if (TextEquals(keyword, "*OpenGroup")) {
         char name[kLineSizeLimit];
         stream.SkipWhiteSpace();
         if (NextToken(stream, name, kOptionKeywordDelimiters, true) && std::strcmp(name, "InstallableOptions") == 0) {
@@ -303,7 +301,7 @@ PPDXErrorPtr QJVPPD::ParsePSKeywords(PPDStream& stream, const char* keyword) {
         }
         return nullptr;
     }
-    if (Equals(keyword, "*CloseGroup")) {
+    if (TextEquals(keyword, "*CloseGroup")) {
         char name[kLineSizeLimit];
         stream.SkipWhiteSpace();
         if (NextToken(stream, name, kOptionKeywordDelimiters, true) && std::strcmp(name, "InstallableOptions") == 0)

@@ -12,11 +12,8 @@
 
 namespace {
 
-bool Equals(const char* a, const char* b) { return a && b && std::strcmp(a, b) == 0; }
-bool StartsWith(const char* text, const char* prefix) { return std::strncmp(text, prefix, std::strlen(prefix)) == 0; }
-
 bool IsBlockEnd(const char* k) {
-    return Equals(k, "*CloseUI") || Equals(k, "*QJCloseUI") || Equals(k, "*CloseUIQJV") || Equals(k, kEndUIString);
+    return TextEquals(k, "*CloseUI") || TextEquals(k, "*QJCloseUI") || TextEquals(k, "*CloseUIQJV") || TextEquals(k, kEndUIString);
 }
 
 PSBytes ToBytes(const char* data, long length) {
@@ -43,16 +40,16 @@ PPDXErrorPtr QJVPPD::ParsePopupControl(const char* keyword, std::string localNam
             continue;
         if (IsBlockEnd(first))
             break;
-        if (Equals(first, "*OrderDependency"))
+        if (TextEquals(first, "*OrderDependency"))
             continue;
-        if (StartsWith(first, "*Default")) {
+        if (TextStartsWith(first, "*Default")) {
             if (defaultChoice)
                 return MakePPDError(PPDErr_PopupParsing, false, keyword);
             char token[kLineSizeLimit];
             stream.SkipWhiteSpace();
-            if (Equals(first, "*Default")) {
+            if (TextEquals(first, "*Default")) {
                 // "*Default key: choice" names its option explicitly.
-                if (!NextToken(stream, token, kOptionKeywordDelimiters, true) || !Equals(token, keyword))
+                if (!NextToken(stream, token, kOptionKeywordDelimiters, true) || !TextEquals(token, keyword))
                     continue;
                 stream.SkipWhiteSpace();
                 if (!NextToken(stream, token, kFlagKeywordDelimiters, true) &&
@@ -65,7 +62,7 @@ PPDXErrorPtr QJVPPD::ParsePopupControl(const char* keyword, std::string localNam
             }
             continue;
         }
-        if (!StartsWith(first, keyword))
+        if (!TextStartsWith(first, keyword))
             continue;
         // A choice: option keyword, translation, quoted code.
         PPDStream choice(line, static_cast<long>(std::strlen(line)));
@@ -99,7 +96,7 @@ PPDXErrorPtr QJVPPD::ParsePopupControl(const char* keyword, std::string localNam
     if (!parent && !AcceptsOrphans())
         return MakePPDError(PPDErr_NoParent, false, keyword);
 
-    const bool installable = parent && Equals(parent->Keyword(), kInstallableGroupName);
+    const bool installable = parent && TextEquals(parent->Keyword(), kInstallableGroupName);
     std::vector<std::string> choices;
     for (const auto& item : items)
         choices.emplace_back(item->Keyword() ? item->Keyword() : "");
@@ -128,12 +125,12 @@ PPDXErrorPtr QJVPPD::ParseBooleanControl(const char* keyword, std::string localN
             continue;
         if (IsBlockEnd(first))
             break;
-        if (Equals(first, "*OrderDependency"))
+        if (TextEquals(first, "*OrderDependency"))
             continue;
-        if (StartsWith(first, "*Default")) {
+        if (TextStartsWith(first, "*Default")) {
             char token[kLineSizeLimit] = "";
             stream.SkipWhiteSpace();
-            if (Equals(first, "*Default")) {
+            if (TextEquals(first, "*Default")) {
                 NextToken(stream, token, kOptionKeywordDelimiters, true);
                 stream.SkipWhiteSpace();
                 if (!NextToken(stream, token, kFlagKeywordDelimiters, true))
@@ -145,7 +142,7 @@ PPDXErrorPtr QJVPPD::ParseBooleanControl(const char* keyword, std::string localN
             defaultValue = std::strcmp(token, "True") == 0;
             continue;
         }
-        if (!StartsWith(first, keyword))
+        if (!TextStartsWith(first, keyword))
             continue;
         PPDStream choice(line, static_cast<long>(std::strlen(line)));
         char mainKeyword[kLineSizeLimit];
@@ -153,8 +150,8 @@ PPDXErrorPtr QJVPPD::ParseBooleanControl(const char* keyword, std::string localN
         char translation[kLineSizeLimit];
         NextToken(choice, mainKeyword, kMainKeywordDelimiters, true);
         ReadOptionAndTranslation(choice, option, translation);
-        const bool isTrue = Equals(option, "True");
-        if (!isTrue && !Equals(option, "False"))
+        const bool isTrue = TextEquals(option, "True");
+        if (!isTrue && !TextEquals(option, "False"))
             return MakePPDError(PPDErr_BooleanParsing, false, keyword);
         char code[kQuotesStringSizeLimit];
         unsigned limit = kQuotesStringSizeLimit;
@@ -183,7 +180,7 @@ PPDXErrorPtr QJVPPD::ParseRange(PPDStream& stream, const char* keyword, FlagList
                                 bool isFloat) {
     char option[kLineSizeLimit];
     char translation[kLineSizeLimit];
-    if (!ReadOptionAndTranslation(stream, option, translation) || !Equals(option, keyword))
+    if (!ReadOptionAndTranslation(stream, option, translation) || !TextEquals(option, keyword))
         return MakePPDError(PPDErr_RangeParsing, false, keyword);
     if (!translation[0])
         return nullptr;
@@ -231,7 +228,7 @@ PPDXErrorPtr QJVPPD::ParseRange(PPDStream& stream, const char* keyword, FlagList
 }
 
 PPDXErrorPtr QJVPPD::ParseCustomPageSize(PPDStream& stream, const char* keyword) {
-    if (!Equals(keyword, "*%ParamCustomPrintSize"))
+    if (!TextEquals(keyword, "*%ParamCustomPrintSize"))
         return nullptr;
     auto* control = dynamic_cast<PPDXCustomPageSizeControl*>(mControls->FindAny("*CustomPrintSize"));
     if (!control) {
@@ -247,8 +244,8 @@ PPDXErrorPtr QJVPPD::ParseCustomPageSize(PPDStream& stream, const char* keyword)
     char token[kLineSizeLimit];
     for (int i = 0; i < 4; ++i) {
         if (NextToken(stream, token, " \t:", true)) {
-            width = width || Equals(token, "Width");
-            height = height || Equals(token, "Height");
+            width = width || TextEquals(token, "Width");
+            height = height || TextEquals(token, "Height");
         }
     }
     char minimum[kLineSizeLimit], maximum[kLineSizeLimit];
@@ -272,7 +269,7 @@ PPDXErrorPtr QJVPPD::ParseJobNote(PPDStream& stream, const char* keyword, FlagLi
     char option[kLineSizeLimit];
     char translation[kLineSizeLimit];
     const bool standAlone = keyword == nullptr;
-    if (!ReadOptionAndTranslation(stream, option, translation) || (!standAlone && !Equals(option, keyword)))
+    if (!ReadOptionAndTranslation(stream, option, translation) || (!standAlone && !TextEquals(option, keyword)))
         return MakePPDError(PPDErr_JobNoteParsing, false, keyword);
     keyword = option;
     if (!translation[0])
@@ -296,7 +293,7 @@ PPDXErrorPtr QJVPPD::ParseJobNote(PPDStream& stream, const char* keyword, FlagLi
         for (int i = 0; i < kJobNoteFlagWordCount; ++i)
             if (std::strcmp(token, kJobNoteFlagWords[i]) == 0)
                 index = i;
-        const bool minLengthWord = StartsWith(token, "MinLength");
+        const bool minLengthWord = TextStartsWith(token, "MinLength");
         if (minLengthWord)
             index = 22;
         if (index < 0)
@@ -336,7 +333,7 @@ PPDXErrorPtr QJVPPD::ParseJobNote(PPDStream& stream, const char* keyword, FlagLi
         PPDStream next(line, static_cast<long>(std::strlen(line)));
         char first[kLineSizeLimit];
         if (NextToken(next, first, " \t:", true)) {
-            if (StartsWith(first, "*%Default")) {
+            if (TextStartsWith(first, "*%Default")) {
                 char value[kQuotesStringSizeLimit];
                 unsigned limit = kQuotesStringSizeLimit;
                 if (GetQuotedString(next, value, limit) > 0)

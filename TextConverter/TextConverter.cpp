@@ -502,3 +502,13 @@ int ConvertTextFromApplicationToUTF8(const char* in, char* out) {
     out[utf8.size()] = '\0';
     return kTextStatusOK;
 }
+
+std::string TextConverter::ToSystemText(std::string_view utf8) {
+    if (utf8.empty())
+        return {};
+    // Four bytes per source byte covers every multi-byte target encoding.
+    std::string buffer(utf8.size() * 4 + 1, '\0');
+    CFStringToCstring(utf8, buffer.data(), static_cast<long>(buffer.size()));
+    buffer.resize(std::strlen(buffer.c_str()));
+    return buffer;
+}

@@ -84,6 +84,8 @@ public:
     /// UTF-8 text -> system encoding into out (size bytes, NUL-terminated).
     /// On failure copies "Translation Error" (cut to size - 1). Returns status.
     static int CFStringToCstring(std::string_view utf8, char* out, long size);
+    /// CFStringToCstring into a buffer large enough for any target encoding.
+    static std::string ToSystemText(std::string_view utf8);
 
     /// The system's text encoding: the locale's codeset, UTF-8 by default.
     static unsigned GetCurrentEncoding();

@@ -36,3 +36,16 @@ public:
 private:
     std::string mText;
 };
+
+/// Byte equality of two C strings; false when either is null.
+inline bool TextEquals(const char* a, const char* b) { return a && b && std::strcmp(a, b) == 0; }
+/// Whether `text` begins with `prefix` (both non-null).
+inline bool TextStartsWith(const char* text, const char* prefix) {
+    return text && prefix && std::strncmp(text, prefix, std::strlen(prefix)) == 0;
+}
+/// The collections' keyword test: equal when `exact`, else `wanted` is a part of `own`.
+inline bool KeywordMatches(const char* own, const char* wanted, bool exact) {
+    if (!own || !wanted)
+        return false;
+    return exact ? std::strcmp(own, wanted) == 0 : std::strstr(own, wanted) != nullptr;
+}

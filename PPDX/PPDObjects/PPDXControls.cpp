@@ -11,15 +11,6 @@
 #include "PPDX/PPDObjects/Controls/PPDXSpecialOption.h"
 #include "PPDX/PPDX.h"
 
-namespace {
-bool KeywordMatches(const PPDXControl* control, const char* keyword, bool exact) {
-    const char* own = control->Keyword();
-    if (!own)
-        return false;
-    return exact ? std::strcmp(own, keyword) == 0 : std::strstr(own, keyword) != nullptr;
-}
-} // namespace
-
 PPDXControls::~PPDXControls() {
     if (mOwns)
         for (PPDXControl* control : mAll)
@@ -80,7 +71,7 @@ PPDXControl* PPDXControls::Find(const char* keyword, CNTL_TYPE& type, const bool
         return nullptr;
     const _DISPLAY_OPTIONS_ option = PPDX::Options();
     for (PPDXControl* control : mAll) {
-        if (control->OkayToDisplay(option) && KeywordMatches(control, keyword, exact)) {
+        if (control->OkayToDisplay(option) && KeywordMatches(control->Keyword(), keyword, exact)) {
             type = control->Type();
             return control;
         }
@@ -92,7 +83,7 @@ PPDXControl* PPDXControls::FindAny(const char* keyword) const {
     if (!keyword)
         return nullptr;
     for (PPDXControl* control : mAll)
-        if (KeywordMatches(control, keyword, true))
+        if (KeywordMatches(control->Keyword(), keyword, true))
             return control;
     return nullptr;
 }
@@ -111,7 +102,7 @@ PPDXControl* PPDXControls::TypeFind(TypeIndex t, const char* keyword, bool exact
     if (!keyword)
         return nullptr;
     for (PPDXControl* control : mLists[t].items)
-        if (KeywordMatches(control, keyword, exact))
+        if (KeywordMatches(control->Keyword(), keyword, exact))
             return control;
     return nullptr;
 }

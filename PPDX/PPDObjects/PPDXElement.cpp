@@ -14,16 +14,8 @@ PPDXElement::PPDXElement(const char* keyword, std::string localName, bool visibl
 PPDXElement::~PPDXElement() = default;
 
 const char* PPDXElement::UserName() const {
-    if (!mUserName) {
-        if (mLocalName.empty()) {
-            mUserName.emplace("");
-        } else {
-            // Four bytes per source unit covers every multi-byte target encoding.
-            std::vector<char> buffer(mLocalName.size() * 4 + 1);
-            TextConverter::CFStringToCstring(mLocalName, buffer.data(), static_cast<long>(buffer.size()));
-            mUserName.emplace(buffer.data());
-        }
-    }
+    if (!mUserName)
+        mUserName.emplace(TextConverter::ToSystemText(mLocalName));
     return mUserName->c_str();
 }
 

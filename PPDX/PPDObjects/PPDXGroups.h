@@ -39,8 +39,7 @@ public:
         if (!name)
             return nullptr;
         for (T* item : mItems) {
-            const char* own = item->Keyword();
-            if (own && (exact ? std::strcmp(own, name) == 0 : std::strstr(own, name) != nullptr))
+            if (KeywordMatches(item->Keyword(), name, exact))
                 return item;
         }
         return nullptr;

@@ -22,8 +22,7 @@ PPDXPopupControl* PPDXShortcuts::Find(const char* keyword, const bool& exact) {
     if (!keyword)
         return nullptr;
     for (PPDXPopupControl* popup = First(); popup; popup = Next()) {
-        const char* own = popup->Keyword();
-        if (own && (exact ? std::strcmp(own, keyword) == 0 : std::strstr(own, keyword) != nullptr))
+        if (KeywordMatches(popup->Keyword(), keyword, exact))
             return popup;
     }
     return nullptr;

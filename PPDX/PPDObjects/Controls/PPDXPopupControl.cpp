@@ -11,11 +11,8 @@
 const char* _PopupItem::displayName() const {
     if (!localName)
         return nullptr;
-    if (!mDisplayName) {
-        std::vector<char> buffer(localName->size() * 4 + 1);
-        TextConverter::CFStringToCstring(*localName, buffer.data(), static_cast<long>(buffer.size()));
-        mDisplayName.emplace(buffer.data());
-    }
+    if (!mDisplayName)
+        mDisplayName.emplace(TextConverter::ToSystemText(*localName));
     return mDisplayName->c_str();
 }
 
