@@ -352,20 +352,27 @@ void QJVPPD::SetAllValues(const std::map<std::string, std::string>& values) {
     }
 }
 
-bool QJVPPD::IsKVConstrained(const char* key, const char* choice) {
-    auto* printSize = dynamic_cast<PPDXPopupControl*>(mControls->FindAny("*QJPrintSize"));
-    if (printSize && printSize->IsKeywordSelected("SameAsPageSize")) {
-        // A print size that follows the page size is tested as that size.
-        std::string pageSize = "CustomPrintSize";
-        if (!mCustomPageSizeChosen) {
-            auto* page = dynamic_cast<PPDXPopupControl*>(mControls->FindAny("*PageSize"));
-            pageSize = page ? page->CopyCurrentControlValueString() : std::string();
-        }
-        printSize->SetCurrentControlWithCFString(pageSize);
-        bool constrained = mConstraints->IsKVConstrained(key, choice);
-        printSize->SetCurrentControlWithCFString("SameAsPageSize");
-        return constrained;
+QJVPPD::PrintSizeStandIn::PrintSizeStandIn(QJVPPD& doc) {
+    auto* printSize = dynamic_cast<PPDXPopupControl*>(doc.mControls->FindAny("*QJPrintSize"));
+    if (!printSize || !printSize->IsKeywordSelected("SameAsPageSize"))
+        return;
+    mFollowed = "CustomPrintSize";
+    if (!doc.mCustomPageSizeChosen) {
+        auto* page = dynamic_cast<PPDXPopupControl*>(doc.mControls->FindAny("*PageSize"));
+        mFollowed = page ? page->CopyCurrentControlValueString() : std::string();
     }
+    mPrintSize = printSize;
+    mPrintSize->SetCurrentControlWithCFString(mFollowed);
+}
+
+QJVPPD::PrintSizeStandIn::~PrintSizeStandIn() {
+    if (mPrintSize)
+        mPrintSize->SetCurrentControlWithCFString("SameAsPageSize");
+}
+
+bool QJVPPD::IsKVConstrained(const char* key, const char* choice) {
+    // A print size that follows the page size is tested as that size.
+    PrintSizeStandIn standIn(*this);
     return mConstraints->IsKVConstrained(key, choice);
 }
 

@@ -70,6 +70,24 @@ public:
     /// Told by the panel when page setup chose a custom page size.
     void SetCustomPageSizeChosen(bool chosen) { mCustomPageSizeChosen = chosen; }
 
+    /// While alive, a "*QJPrintSize" set to "SameAsPageSize" holds the size it
+    /// follows (the page size, or "CustomPrintSize"), so that constraint
+    /// questions see the real size; the destructor puts "SameAsPageSize" back.
+    class PrintSizeStandIn {
+    public:
+        explicit PrintSizeStandIn(QJVPPD& doc);
+        ~PrintSizeStandIn();
+        PrintSizeStandIn(const PrintSizeStandIn&) = delete;
+        PrintSizeStandIn& operator=(const PrintSizeStandIn&) = delete;
+        bool Active() const { return mPrintSize != nullptr; }
+        /// The size the print size follows ("" when inactive).
+        const std::string& FollowedSize() const { return mFollowed; }
+
+    private:
+        PPDXPopupControl* mPrintSize = nullptr;
+        std::string mFollowed;
+    };
+
     // Run-time menus built by the panel.
     PPDXPopupControl* PPDCreatePopupMenu(const char* groupName, const char* keyword, const char* userName,
                                          PopupItemList items, std::optional<CString> defaultKeyword);

@@ -1,4 +1,5 @@
 // kelvo-pde check: test a choice against the constraints, explain and resolve conflicts.
+#include <algorithm>
 #include <ostream>
 
 #include "Commands.h"
@@ -42,20 +43,42 @@ void PrintPairs(std::ostream& out, const char* label, const json& pairs) {
     out << "\n";
 }
 
+/// The choices a popup or Boolean offers; empty for other controls.
+std::vector<std::string> ChoicesOf(PPDXControl* c) {
+    std::vector<std::string> choices;
+    if (auto* popup = dynamic_cast<PPDXPopupControl*>(c)) {
+        for (std::size_t i = 0; i < popup->ItemCount(); ++i)
+            if (const char* k = popup->ItemAt(i)->Keyword())
+                choices.emplace_back(k);
+    } else if (dynamic_cast<PPDXBooleanControl*>(c)) {
+        choices = {"True", "False"};
+    }
+    return choices;
+}
+
+/// A misspelt key or choice would otherwise pass silently as "no constraint".
+bool KnownChoice(QJVPPD& doc, const std::string& key, const std::string& choice, std::ostream& err) {
+    PPDXControl* c = doc.GetPPDXControlForKey(key);
+    if (!c) {
+        err << "kelvo-pde: no control " << key << " in this PPD\n";
+        return false;
+    }
+    std::vector<std::string> choices = ChoicesOf(c);
+    if (choices.empty() || choice.empty())
+        return true; // ranges, notes: any value text
+    if (std::find(choices.begin(), choices.end(), choice) != choices.end())
+        return true;
+    err << "kelvo-pde: " << key << " has no choice " << choice << "\n";
+    return false;
+}
+
 /// The choices the panel would grey out, per popup and Boolean.
 json GreyList(QJVPPD& doc) {
     json grey = json::array();
     for (PPDXControl* c : doc.GetControls()->All()) {
-        std::vector<std::string> choices;
-        if (auto* popup = dynamic_cast<PPDXPopupControl*>(c)) {
-            for (std::size_t i = 0; i < popup->ItemCount(); ++i)
-                if (const char* k = popup->ItemAt(i)->Keyword())
-                    choices.emplace_back(k);
-        } else if (dynamic_cast<PPDXBooleanControl*>(c)) {
-            choices = {"True", "False"};
-        } else {
+        std::vector<std::string> choices = ChoicesOf(c);
+        if (choices.empty())
             continue;
-        }
         json constrained = json::array();
         for (const std::string& choice : choices)
             if (doc.IsKVConstrained(c->Keyword(), choice.c_str()))
@@ -74,8 +97,10 @@ int RunCheck(QJVPPD& doc, const CheckRequest& request, std::ostream& out, std::o
             err << "kelvo-pde: --set wants KEY=CHOICE, got \"" << set << "\"\n";
             return kExitUsage;
         }
+        if (!KnownChoice(doc, key, choice, err))
+            return kExitUsage;
         if (!doc.SetValueForKey(key, choice)) {
-            err << "kelvo-pde: no settable control " << key << " in this PPD\n";
+            err << "kelvo-pde: " << key << " cannot be set\n";
             return kExitUsage;
         }
     }
@@ -90,30 +115,60 @@ int RunCheck(QJVPPD& doc, const CheckRequest& request, std::ostream& out, std::o
             err << "kelvo-pde: --try wants KEY=CHOICE, got \"" << *request.tryPair << "\"\n";
             return kExitUsage;
         }
+        if (!KnownChoice(doc, key, choice, err))
+            return kExitUsage;
         UIConstraints& table = *doc.GetUIConstraints();
         const CStringSoup& soup = table.GetConstraintStrings();
-        // Looked up, not interned: a name the PPD never used simply has no constraints.
+        KVCache locked;
+        for (const std::string& lock : request.locks) {
+            std::string lockKey, lockChoice;
+            const bool whole = !SplitPair(lock, lockKey, lockChoice);
+            if (whole)
+                lockKey = WithStar(lock);
+            if (!KnownChoice(doc, lockKey, lockChoice, err))
+                return kExitUsage;
+            // A choice no constraint names can never be a candidate: it locks nothing
+            // (its missing id would read as "every choice").
+            const std::int64_t choiceId = whole ? -1 : soup.Find(lockChoice);
+            if (!whole && choiceId == CStringSoup::kMissing)
+                continue;
+            locked.Insert(soup.Find(lockKey), choiceId);
+        }
+
+        result["constrained"] = doc.IsKVConstrained(key.c_str(), choice.c_str());
+        // Answer the conflicts and the search in the same terms as "constrained":
+        // a print size that follows the page size stands for that size.
+        QJVPPD::PrintSizeStandIn standIn(doc);
+        const KVPair followMarker{soup.Find("*QJPrintSize"), soup.Find("SameAsPageSize")};
         KVCache delta;
         delta.Insert(soup.Find(key), soup.Find(choice));
-        result["constrained"] = doc.IsKVConstrained(key.c_str(), choice.c_str());
         ConstraintsEngine& engine = table.Engine();
         _KVErrorSet test = engine.Test(&delta);
+        KVCache candidates;
+        for (const KVPair& c : test.candidates)
+            if (!standIn.Active() || c != followMarker)
+                candidates.add(c);
         result["conflicts"] = PairsJSON(test.conflicts, soup);
-        result["candidates"] = PairsJSON(test.candidates, soup);
+        result["candidates"] = PairsJSON(candidates, soup);
         result["solution"] = nullptr;
 
         if (request.resolve) {
-            KVCache locked;
-            for (const std::string& lock : request.locks) {
-                std::string lockKey = WithStar(lock), lockChoice;
-                const bool whole = !SplitPair(lock, lockKey, lockChoice);
-                locked.Insert(soup.Find(whole ? WithStar(lock) : lockKey), whole ? -1 : soup.Find(lockChoice));
-            }
             KVCache proposal = delta;
             engine.SetLocked(locked.empty() ? nullptr : &locked);
             // The user's own choice stands; only other keys may give way.
             _KVErrorSet solved = engine.Solve(&proposal, true);
             engine.SetLocked(nullptr);
+            if (solved.conflicts.empty() && standIn.Active() && proposal.Lookup(followMarker) >= 0) {
+                // Going back to following the page size is only a way out if
+                // the size it then follows is itself free of conflicts.
+                KVCache followed;
+                const std::int64_t pageKey = soup.Find("*PageSize");
+                const std::int64_t page = proposal.HasKey(pageKey) ? proposal.GetItem(pageKey)
+                                                                   : soup.Find(standIn.FollowedSize());
+                for (const KVPair& p : proposal)
+                    followed.Insert(p == followMarker ? KVPair{p.first, page} : p);
+                solved = engine.Test(&followed);
+            }
             if (solved.conflicts.empty()) {
                 KVCache changes;
                 for (const KVPair& p : proposal)
