@@ -4,7 +4,10 @@
 #include <atomic>
 #include <fstream>
 #include <sstream>
+#include <sys/wait.h>
 #include <unistd.h>
+
+#include <cstdio>
 
 namespace kelvotest {
 
@@ -36,6 +39,32 @@ std::string ReadFile(const std::filesystem::path& path) {
     std::ostringstream ss;
     ss << in.rdbuf();
     return ss.str();
+}
+
+namespace {
+std::string ShellQuote(const std::string& s) {
+    std::string quoted = "'";
+    for (char c : s)
+        quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return quoted + "'";
+}
+} // namespace
+
+RunResult RunTool(const std::vector<std::string>& args, bool stderrOnly) {
+    std::string command = ShellQuote(KELVO_PDE_BIN);
+    for (const std::string& a : args)
+        command += " " + ShellQuote(a);
+    command += stderrOnly ? " 2>&1 >/dev/null" : " 2>/dev/null";
+    RunResult result;
+    FILE* pipe = popen(command.c_str(), "r");
+    if (!pipe)
+        return result;
+    char buffer[4096];
+    for (std::size_t n; (n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;)
+        result.text.append(buffer, n);
+    const int status = pclose(pipe);
+    result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return result;
 }
 
 } // namespace kelvotest

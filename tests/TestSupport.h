@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace kelvotest {
 
@@ -29,5 +30,15 @@ private:
 
 /// Reads a whole file as bytes.
 std::string ReadFile(const std::filesystem::path& path);
+
+/// What a run of the kelvo-pde tool gave back.
+struct RunResult {
+    int status = -1;  ///< exit status, -1 when the tool did not exit normally
+    std::string text; ///< standard output, or standard error when asked for
+};
+
+/// Runs the built kelvo-pde with `args` (no shell interpretation of them);
+/// captures standard output, or with `stderrOnly` standard error.
+RunResult RunTool(const std::vector<std::string>& args, bool stderrOnly = false);
 
 } // namespace kelvotest

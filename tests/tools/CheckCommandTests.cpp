@@ -1,7 +1,6 @@
 // kelvo-pde check run as a separate process over the PPDs in
 // tests/data/constraints: reports, resolutions, locks, grey lists, usage errors.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 #include <cstdio>
 #include <string>
@@ -23,27 +22,10 @@ struct Outcome {
 // Runs `kelvo-pde check <file> <args>`; with `errors`, captures standard
 // error instead of standard output.
 Outcome Check(const char* file, const std::vector<std::string>& args, bool errors = false) {
-    auto quote = [](const std::string& s) {
-        std::string q = "'";
-        for (char c : s)
-            q += c == '\'' ? std::string("'\\''") : std::string(1, c);
-        return q + "'";
-    };
-    std::string command = quote(KELVO_PDE_BIN) + " check " +
-                          quote(kelvotest::DataPath("constraints").append(file).string());
-    for (const std::string& a : args)
-        command += " " + quote(a);
-    command += errors ? " 2>&1 >/dev/null" : " 2>/dev/null";
-    Outcome o;
-    FILE* pipe = popen(command.c_str(), "r");
-    if (!pipe)
-        return o;
-    char buffer[4096];
-    for (std::size_t n; (n = fread(buffer, 1, sizeof buffer, pipe)) > 0;)
-        o.out.append(buffer, n);
-    const int status = pclose(pipe);
-    o.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    return o;
+    std::vector<std::string> all = {"check", kelvotest::DataPath("constraints").append(file).string()};
+    all.insert(all.end(), args.begin(), args.end());
+    kelvotest::RunResult r = kelvotest::RunTool(all, errors);
+    return {r.status, r.text};
 }
 
 struct Row {

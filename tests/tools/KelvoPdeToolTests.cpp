@@ -1,7 +1,6 @@
 // kelvo-pde run as a separate process: the JSON document model of the sample
 // PPD, framed PostScript byte for byte, exit statuses and line-end variants.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -17,40 +16,11 @@
 
 using nlohmann::json;
 using kelvotest::DataPath;
+using kelvotest::RunResult;
+using kelvotest::RunTool;
 using kelvotest::SamplePath;
 
 namespace {
-
-struct RunResult {
-    int status = -1;  // exit status, -1 when the tool did not exit normally
-    std::string text; // standard output, or standard error when asked for
-};
-
-std::string ShellQuote(const std::string& s) {
-    std::string quoted = "'";
-    for (char c : s)
-        quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
-    return quoted + "'";
-}
-
-// Runs the tool with `args`; captures either its standard output or, with
-// `stderrOnly`, its standard error (standard output is then discarded).
-RunResult RunTool(const std::vector<std::string>& args, bool stderrOnly = false) {
-    std::string command = ShellQuote(KELVO_PDE_BIN);
-    for (const std::string& a : args)
-        command += " " + ShellQuote(a);
-    command += stderrOnly ? " 2>&1 >/dev/null" : " 2>/dev/null";
-    RunResult result;
-    FILE* pipe = popen(command.c_str(), "r");
-    if (!pipe)
-        return result;
-    char buffer[4096];
-    for (std::size_t n; (n = fread(buffer, 1, sizeof buffer, pipe)) > 0;)
-        result.text.append(buffer, n);
-    const int status = pclose(pipe);
-    result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    return result;
-}
 
 json Inspect(const std::string& path) {
     RunResult r = RunTool({"inspect", path, "--json"});
