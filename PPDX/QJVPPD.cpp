@@ -8,7 +8,7 @@
 #include <cstring>
 
 #include "PPDX/PPDObjects/Controls/PPDXPopupControl.h"
-#include "PPDX/PPDObjects/Controls/PPDXSpecialOption.h"
+#include "PPDX/PPDObjects/Controls/PPDXFixedOption.h"
 
 namespace {
 

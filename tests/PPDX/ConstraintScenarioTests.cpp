@@ -74,74 +74,8 @@ TEST(ConstraintScenario, DuplexAndEnvelopeExcludeEachOtherBothWays) {
     EXPECT_EQ(Text(t, proposal), (Names{{"*InputSlot", "Envelope"}, {"*Duplex", "None"}}));
 }
 
-TEST(ConstraintScenario, ChainNeedsTwoChangesAndLocksShapeTheAnswer) {
-    struct Row {
-        const char* name;
-        Names locked; // ctest::kAnyChoice locks every choice of the key
-        bool keep;
-        bool solved;
-        Names expected; // the solved proposal, or the conflicts left
-    };
-    const std::vector<Row> rows = {
-        {"free", {}, true, true, {{"*QJBooklet", "True"}, {"*QJStaple", "Saddle"}, {"*PageSize", "A4"}}},
-        {"free, may change the request", {}, false, true,
-         {{"*QJBooklet", "True"}, {"*QJStaple", "Saddle"}, {"*PageSize", "A4"}}},
-        // A lock met below the first level only removes that candidate.
-        {"A4 locked", {{"*PageSize", "A4"}}, true, true,
-         {{"*QJBooklet", "True"}, {"*QJStaple", "Saddle"}, {"*PageSize", "Letter"}}},
-        // With no paper size left to try, the last level's conflict comes back.
-        {"paper size locked", {{"*PageSize", ctest::kAnyChoice}}, true, false, {{"*PageSize", "Legal"}}},
-        // At the first level a lock ends the search with the locked key's current choice.
-        {"staple locked", {{"*QJStaple", ctest::kAnyChoice}}, true, false, {{"*QJStaple", "Corner"}}},
-        {"saddle locked", {{"*QJStaple", "Saddle"}}, true, false, {{"*QJStaple", "Corner"}}},
-    };
-    for (const Row& r : rows) {
-        SCOPED_TRACE(r.name);
-        Loaded l("chain.ppd");
-        UIConstraints& t = l.Table();
-        const KVCache request = Ids(t, {{"*QJBooklet", "True"}});
-        const _KVErrorSet first = t.Engine().Test(&request);
-        EXPECT_EQ(Text(t, first.conflicts), (Names{{"*QJStaple", "Corner"}}));
-        EXPECT_EQ(Text(t, first.candidates), (Names{{"*QJStaple", "Saddle"}})); // "None" is excluded too
-
-        const KVCache locked = Ids(t, r.locked);
-        t.Engine().SetLocked(&locked);
-        KVCache proposal = request;
-        const _KVErrorSet e = t.Engine().Solve(&proposal, r.keep);
-        t.Engine().SetLocked(nullptr);
-        EXPECT_EQ(e.Empty(), r.solved);
-        EXPECT_EQ(Text(t, r.solved ? proposal : e.conflicts), r.expected);
-        if (!r.solved)
-            continue;
-        // The solution really is consistent once the panel applies it.
-        for (const auto& [key, choice] : Text(t, proposal))
-            ASSERT_TRUE(l.doc->SetValueForKey(key, choice));
-        EXPECT_FALSE(l.doc->IsKVConstrained("*QJBooklet", "True"));
-        EXPECT_FALSE(l.doc->IsKVConstrained("*QJStaple", "Saddle"));
-    }
-}
-
-TEST(ConstraintScenario, LoopExhaustsTheSearchUnresolved) {
-    Loaded l("loop.ppd");
-    UIConstraints& t = l.Table();
-    // The queue overflows at level 11 and the search stops at the depth bound,
-    // on a proposal with eleven steps on: the seven still off conflict with the
-    // stacker, and every step that is on conflicts with it back. A different
-    // depth bound stops on a different proposal.
-    Names left;
-    for (const char* step : {"*QJBind", "*QJPerforate", "*QJCrease", "*QJTrim", "*QJStaple", "*QJPunch", "*QJFold"})
-        left.emplace_back(step, "False");
-    left.insert(left.end(), 11, {"*QJOutputBin", "Stacker"});
-    for (bool keep : {true, false}) {
-        SCOPED_TRACE(keep);
-        KVCache proposal = Ids(t, {{"*QJOutputBin", "Stacker"}});
-        const _KVErrorSet e = t.Engine().Solve(&proposal, keep);
-        EXPECT_EQ(Text(t, e.conflicts), left);
-        EXPECT_EQ(e.candidates.size(), 7u); // the last level's, untried
-        EXPECT_EQ(proposal.size(), 12u);
-        EXPECT_EQ(proposal.front(), Ids(t, {{"*QJOutputBin", "Stacker"}}).front());
-    }
-}
+// The chain and the loop are exercised end to end through kelvo-pde check
+// (tests/tools/CheckCommandTests.cpp).
 
 TEST(ConstraintScenario, RequirementsNeverConstrain) {
     Ask("requires.ppd",

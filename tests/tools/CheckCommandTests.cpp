@@ -88,7 +88,6 @@ TEST(KelvoPdeCheck, ResolveWithAndWithoutLocks) {
         // even though other trays would do.
         {kDuplex, with(tumble, {"--lock", "InputSlot"}), envelopeLocked},
         {kDuplex, with(tumble, {"--lock", "InputSlot=Manual"}), envelopeLocked},
-        // A choice the PPD never names locks nothing.
         {"chain.ppd", booklet, kBooklet + "solution: *QJStaple=Saddle *PageSize=A4\n"},
         // Deeper down a lock only removes that candidate.
         {"chain.ppd", with(booklet, {"--lock", "PageSize=A4"}),

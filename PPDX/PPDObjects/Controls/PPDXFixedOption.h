@@ -1,4 +1,4 @@
-// A fixed keyword/value pair that travels with the controls but is never shown.
+// PPDXSpecialOption: a fixed keyword/value pair that travels with the controls but is never shown.
 #pragma once
 
 #include <optional>

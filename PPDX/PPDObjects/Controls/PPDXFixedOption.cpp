@@ -1,5 +1,5 @@
-// Special option: a value read from the PPD and carried unchanged.
-#include "PPDX/PPDObjects/Controls/PPDXSpecialOption.h"
+// PPDXSpecialOption: a value read from the PPD and carried unchanged.
+#include "PPDX/PPDObjects/Controls/PPDXFixedOption.h"
 
 #include <cassert>
 #include <cstdio>
