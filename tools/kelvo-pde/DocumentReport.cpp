@@ -38,6 +38,15 @@ json ElementJSON(const PPDXElement& e) {
             {"parent", ParentOf(e)}};
 }
 
+/// Bounds of a whole-number or decimal range.
+template <class Range>
+void AddBounds(json& j, const Range& r) {
+    j["min"] = r.MinVal();
+    j["max"] = r.MaxVal();
+    j["increment"] = r.Increment();
+    j["default"] = r.DefaultValue();
+}
+
 json ControlJSON(PPDXControl& c) {
     json flags = json::array();
     for (const CString& f : c.ControlFlags())
@@ -64,15 +73,9 @@ json ControlJSON(PPDXControl& c) {
     } else if (auto* b = dynamic_cast<PPDXBooleanControl*>(&c)) {
         j["default"] = b->DefaultState();
     } else if (auto* r = dynamic_cast<PPDXRangeControl*>(&c)) {
-        j["min"] = r->MinVal();
-        j["max"] = r->MaxVal();
-        j["increment"] = r->Increment();
-        j["default"] = r->DefaultValue();
+        AddBounds(j, *r);
     } else if (auto* f = dynamic_cast<PPDXFloatRangeControl*>(&c)) {
-        j["min"] = f->MinVal();
-        j["max"] = f->MaxVal();
-        j["increment"] = f->Increment();
-        j["default"] = f->DefaultValue();
+        AddBounds(j, *f);
     } else if (auto* s = dynamic_cast<PPDXCustomPageSizeControl*>(&c)) {
         j["minWidth"] = s->MinWidth();
         j["maxWidth"] = s->MaxWidth();
