@@ -6,6 +6,8 @@ packages=(
   build-essential cmake pkg-config
   libgtest-dev libgmock-dev libbenchmark-dev
   nlohmann-json3-dev libcli11-dev
+  clang libclang-rt-14-dev
+  libcups2-dev
 )
 
 missing=()

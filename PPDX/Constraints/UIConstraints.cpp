@@ -14,6 +14,7 @@ UIConstraints::~UIConstraints() = default;
 
 void UIConstraints::Add(const char* key1, const char* choice1, const char* key2, const char* choice2,
                         bool isRequires) {
+    ++(isRequires ? mRequiresDeclared : mExcludesDeclared);
     const std::int64_t k1 = mStrings.Insert(OrEmpty(key1));
     const std::int64_t c1 = mStrings.Insert(OrEmpty(choice1));
     const std::int64_t k2 = mStrings.Insert(OrEmpty(key2));

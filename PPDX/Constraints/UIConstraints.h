@@ -49,6 +49,11 @@ public:
     /// first use; the requires forest is not consulted.
     bool ValidateDelta(const KVCache& delta);
 
+    /// Declarations accepted by Add, before expansion or de-duplication:
+    /// one per constraint statement read.
+    std::size_t ExcludesDeclared() const { return mExcludesDeclared; }
+    std::size_t RequiresDeclared() const { return mRequiresDeclared; }
+
     const ConstraintForest& GetConstraintForest() const { return mConstraints; }
     const ConstraintForest& GetRequiresForest() const { return mRequires; }
     const CStringSoup& GetConstraintStrings() const { return mStrings; }
@@ -71,4 +76,6 @@ private:
     KVCache mCurrent;
     KeyForest mKeys;
     std::vector<Deferred> mDeferred;
+    std::size_t mExcludesDeclared = 0;
+    std::size_t mRequiresDeclared = 0;
 };
