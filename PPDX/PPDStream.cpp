@@ -18,65 +18,50 @@ void PPDStream::Initialize() {
     mStatus = kGood;
 }
 
-bool PPDStream::GetChar(char& c) {
-    if (mCursor >= mEnd) {
-        c = static_cast<char>(-1);
+bool PPDStream::GetLine(char* buf) {
+    // Copy the run of ordinary bytes in one go, then decide on the byte that
+    // stopped it: a line end, 0xFF, the end of the range or a full buffer.
+    const long room = kLineSizeLimit - 1;
+    const char* stop = mEnd - mCursor > room ? mCursor + room : mEnd;
+    // memchr scans many bytes per step; CR and 0xFF are rare, so looking for
+    // each within what is left is cheaper than testing every byte thrice.
+    const char* p = stop;
+    for (const int special : {int{'\n'}, int{'\r'}, 0xFF}) {
+        if (const void* hit = std::memchr(mCursor, special, static_cast<std::size_t>(p - mCursor)))
+            p = static_cast<const char*>(hit);
+    }
+    const long stored = static_cast<long>(p - mCursor);
+    std::memcpy(buf, mCursor, static_cast<std::size_t>(stored));
+    buf[stored] = '\0';
+    mCursor = p;
+    if (stored == room) { // full: the rest of the line comes next call
+        mStatus = kGood;
+        return false;
+    }
+    if (p == mEnd) {
         mStatus = kEndOfFile;
         return false;
     }
-    c = *mCursor++;
+    const char c = *mCursor++;
     mStatus = kGood;
-    return true;
-}
-
-int PPDStream::PeekChar() const {
-    return mCursor < mEnd ? static_cast<int>(static_cast<signed char>(*mCursor)) : -1;
-}
-
-int PPDStream::PrevChar() const {
-    return mCursor && mCursor > mBegin ? static_cast<int>(static_cast<signed char>(mCursor[-1])) : -1;
-}
-
-void PPDStream::SkipWhiteSpace() {
-    while (mCursor < mEnd && (*mCursor == ' ' || *mCursor == '\t'))
+    if (c == '\r' && mCursor < mEnd && *mCursor == '\n')
         ++mCursor;
+    return c != static_cast<char>(0xFF);
 }
 
-bool PPDStream::GetLine(char* buf) {
-    long stored = 0;
-    while (true) {
-        if (mCursor >= mEnd) {
-            mStatus = kEndOfFile;
-            buf[stored] = '\0';
-            return false;
-        }
-        char c = *mCursor++;
-        mStatus = kGood;
-        if (c == '\n') {
-            buf[stored] = '\0';
-            return true;
-        }
-        if (static_cast<unsigned char>(c) == 0xFF) {
-            buf[stored] = '\0';
-            return false;
-        }
-        if (c == '\r') {
-            if (mCursor < mEnd && *mCursor == '\n')
-                ++mCursor;
-            buf[stored] = '\0';
-            return true;
-        }
-        buf[stored++] = c;
-        if (stored == kLineSizeLimit - 1) {
-            buf[stored] = '\0';
-            return false;
-        }
-    }
+std::unique_ptr<PPDFile> PPDFile::FromBytes(std::string_view bytes) {
+    auto file = std::make_unique<PPDFile>(std::filesystem::path());
+    file->mBytes.emplace(bytes);
+    return file;
 }
 
 bool PPDFile::Open() {
     if (mFile)
         return true;
+    if (mBytes) {
+        mFile = fmemopen(mBytes->data(), mBytes->size(), "rb");
+        return mFile != nullptr;
+    }
     std::error_code ec;
     if (!std::filesystem::is_regular_file(mPath, ec))
         return false;
@@ -106,26 +91,26 @@ PPDFileStream::PPDFileStream(PPDFile* file, bool buffered) : mFile(file), mBuffe
         return;
     }
     if (buffered) {
-        mBlock.resize(kChunkSize);
+        mBlock = std::make_unique_for_overwrite<char[]>(kChunkSize);
         Setup();
     }
 }
 
 void PPDFileStream::Setup() {
-    if (mBlock.empty() || !mFile)
+    if (!mBlock || !mFile)
         return;
     if (!mFile->IsOpen() && !mFile->Open()) {
         mStatus = kBad;
         return;
     }
-    long got = mFile->Read(mBlock.data(), mBlock.size());
+    long got = mFile->Read(mBlock.get(), kChunkSize);
     if (got < 0) {
         mStatus = kBad;
         return;
     }
     // Nothing read: the range stays as it was (already consumed), so the
     // next read reports the end of the file.
-    PPDStream::Setup(mBlock.data(), got);
+    PPDStream::Setup(mBlock.get(), got);
 }
 
 bool PPDFileStream::GetLine(char* buf) {

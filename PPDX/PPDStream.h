@@ -5,6 +5,9 @@
 #include <cstdio>
 #include <filesystem>
 #include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
 #include <vector>
 
 /// Sizes of the fixed buffers that every line, token and string goes through.
@@ -42,13 +45,37 @@ public:
     void Setup(const char* text, long length);
     void Initialize();
 
+    // The per-byte calls are defined here so that the tokenizer's loops
+    // compile to plain pointer walks.
+
     /// Next byte into c; at the end c = 0xFF, status end-of-file, false.
-    bool GetChar(char& c);
+    bool GetChar(char& c) {
+        if (mCursor >= mEnd) {
+            c = static_cast<char>(-1);
+            mStatus = kEndOfFile;
+            return false;
+        }
+        c = *mCursor++;
+        mStatus = kGood;
+        return true;
+    }
     /// The byte at the cursor, sign-extended, or -1 at the end.
-    int PeekChar() const;
+    int PeekChar() const { return mCursor < mEnd ? static_cast<int>(static_cast<signed char>(*mCursor)) : -1; }
     /// The byte just before the cursor (the delimiter a token stopped at), or -1.
-    int PrevChar() const;
-    void SkipWhiteSpace();
+    int PrevChar() const {
+        return mCursor && mCursor > mBegin ? static_cast<int>(static_cast<signed char>(mCursor[-1])) : -1;
+    }
+    /// Puts the cursor at `p`, a position in the range reached by a scan.
+    /// The status becomes what GetChar would have left: end-of-file when the
+    /// scan tried to read past the end, good otherwise.
+    void MoveTo(const char* p, bool triedPastEnd) {
+        mCursor = p;
+        mStatus = triedPastEnd ? kEndOfFile : kGood;
+    }
+    void SkipWhiteSpace() {
+        while (mCursor < mEnd && (*mCursor == ' ' || *mCursor == '\t'))
+            ++mCursor;
+    }
 
     /// Reads one line (without its end) into buf, which holds kLineSizeLimit
     /// bytes. False at the end of the range, at a 0xFF byte, or when 255
@@ -76,6 +103,9 @@ protected:
 class PPDFile {
 public:
     explicit PPDFile(std::filesystem::path path) : mPath(std::move(path)) {}
+    /// PPD text held in memory (copied), read through the same FILE calls as
+    /// a file on disk, so it is parsed exactly as those bytes in a file would be.
+    static std::unique_ptr<PPDFile> FromBytes(std::string_view bytes);
     ~PPDFile() { Close(); }
     PPDFile(const PPDFile&) = delete;
     PPDFile& operator=(const PPDFile&) = delete;
@@ -91,6 +121,7 @@ public:
 
 private:
     std::filesystem::path mPath;
+    std::optional<std::string> mBytes;
     std::FILE* mFile = nullptr;
 };
 
@@ -109,6 +140,8 @@ public:
 
 private:
     PPDFile* mFile;
-    std::vector<char> mBlock;
+    // Filled by each read before anything looks at it, so never initialised:
+    // zeroing a whole chunk would cost more than reading a typical file.
+    std::unique_ptr<char[]> mBlock;
     bool mBuffered;
 };

@@ -2,6 +2,7 @@
 #include "PPDX/PPDX.h"
 
 #include <cstring>
+#include <string_view>
 
 PPDX::PPDX(const std::optional<std::filesystem::path>& path, _PARSE_OPTIONS_ options,
            std::vector<std::string> printerNames, PPDHostInfo host)
@@ -22,9 +23,80 @@ void PPDX::Release() {
         delete this;
 }
 
+namespace {
+
+// Bytes that can stop a token: every byte of the parser's delimiter sets
+// plus the line ends. Anything else is copied without further tests.
+constexpr std::string_view kStopBytes = " \t:/|\";()\n\r";
+
+struct StopTable {
+    bool stops[256] = {};
+    constexpr StopTable() {
+        for (char c : kStopBytes)
+            stops[static_cast<unsigned char>(c)] = true;
+    }
+    bool operator[](char c) const { return stops[static_cast<unsigned char>(c)]; }
+};
+constexpr StopTable kStops;
+
+} // namespace
+
 bool PPDX::NextToken(PPDStream& stream, char* out, const char* delimiters, bool strip) {
     if (!out)
         return false;
+    // The delimiter sets hold at most four bytes, all of them stop bytes; a
+    // line feed pads the unused slots (it ends a token anyway). Other sets
+    // take the general path.
+    char d[4] = {'\n', '\n', '\n', '\n'};
+    if (delimiters) {
+        for (int i = 0; delimiters[i]; ++i) {
+            if (i == 4 || !kStops[delimiters[i]])
+                return NextTokenAnySet(stream, out, delimiters, strip);
+            d[i] = delimiters[i];
+        }
+    }
+
+    const char* p = stream.Cursor();
+    const char* const end = stream.End();
+    long stored = 0;
+    bool endedByLF = false;
+    bool pastEnd = false;
+    while (true) {
+        // Copy the run up to the next stop byte in one go.
+        const long room = kLineSizeLimit - 1 - stored;
+        const char* const limit = end - p > room ? p + room : end;
+        const char* q = p;
+        while (q < limit && !kStops[*q])
+            ++q;
+        // An empty line's stream has no range at all: p may be null here.
+        if (q != p)
+            std::memcpy(out + stored, p, static_cast<std::size_t>(q - p));
+        stored += q - p;
+        p = q;
+        if (stored == kLineSizeLimit - 1)
+            break;
+        if (p >= end) {
+            pastEnd = true;
+            break;
+        }
+        const char c = *p++;
+        if (c == '\n') {
+            endedByLF = true;
+            break;
+        }
+        // A CR ends the line unless an LF follows; then the LF does, and the
+        // CR is dropped below.
+        if (c == '\r' && !(p < end && *p == '\n'))
+            break;
+        if (c == d[0] || c == d[1] || c == d[2] || c == d[3])
+            break;
+        out[stored++] = c;
+    }
+    stream.MoveTo(p, pastEnd);
+    return FinishToken(out, stored, endedByLF, strip);
+}
+
+bool PPDX::NextTokenAnySet(PPDStream& stream, char* out, const char* delimiters, bool strip) {
     long stored = 0;
     bool endedByLF = false;
     char c;
@@ -35,22 +107,29 @@ bool PPDX::NextToken(PPDStream& stream, char* out, const char* delimiters, bool 
             endedByLF = true;
             break;
         }
-        // A CR ends the line unless an LF follows; then the LF does, and the
-        // CR is dropped below.
         if (c == '\r' && stream.PeekChar() != '\n')
             break;
-        if (delimiters && c != '\0' && std::strchr(delimiters, c))
+        if (c != '\0' && std::strchr(delimiters, c))
             break;
         out[stored++] = c;
     }
-    out[stored] = '\0';
+    return FinishToken(out, stored, endedByLF, strip);
+}
+
+bool PPDX::FinishToken(char* out, long stored, bool endedByLF, bool strip) {
     if (endedByLF && stored > 0 && out[stored - 1] == '\r')
-        out[--stored] = '\0';
+        --stored;
+    out[stored] = '\0';
     if (stored == 0)
         return false;
     if (strip) {
-        StripLeadingWhiteSpace(out);
-        StripTrailingWhiteSpace(out);
+        while (stored > 0 && (out[stored - 1] == ' ' || out[stored - 1] == '\t'))
+            out[--stored] = '\0';
+        long lead = 0;
+        while (lead < stored && (out[lead] == ' ' || out[lead] == '\t'))
+            ++lead;
+        if (lead)
+            std::memmove(out, out + lead, static_cast<std::size_t>(stored - lead + 1));
     }
     return true;
 }
@@ -295,22 +374,22 @@ PPDXErrorPtr PPDX::ParsePSKeywords(PPDStream& stream, const char* keyword) {
         {"*APDialogExtension", &PPDX::mPathToPDE},
     };
     for (const auto& header : kQuoted) {
-        if (std::strcmp(keyword, header.keyword) == 0) {
+        if (TextEquals(keyword, header.keyword)) {
             this->*header.field = QuotedValue(stream);
             return nullptr;
         }
     }
-    if (std::strcmp(keyword, "*LanguageVersion") == 0 || std::strcmp(keyword, "*LanguageEncoding") == 0) {
+    if (TextEquals(keyword, "*LanguageVersion") || TextEquals(keyword, "*LanguageEncoding")) {
         auto& field = keyword[9] == 'V' ? mLanguageVersion : mLanguageEncoding;
         field = RestOfLine(stream);
         RebuildTextConverter();
         return nullptr;
     }
-    if (std::strcmp(keyword, "*%QJVersion") == 0) {
+    if (TextEquals(keyword, "*%QJVersion")) {
         mBaseQJVersion = RestOfLine(stream);
         return nullptr;
     }
-    if (std::strcmp(keyword, "*%QJVersionMac") == 0) {
+    if (TextEquals(keyword, "*%QJVersionMac")) {
         mBasePlatformVersion = RestOfLine(stream);
         return nullptr;
     }

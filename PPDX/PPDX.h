@@ -110,6 +110,10 @@ public:
     static void ExcludeHidden() { sDisplayOptions = 0; }
 
 protected:
+    // NextToken's slow path (delimiter sets over four bytes) and its common end.
+    static bool NextTokenAnySet(PPDStream& stream, char* out, const char* delimiters, bool strip);
+    static bool FinishToken(char* out, long stored, bool endedByLF, bool strip);
+
     /// The fallback of the statement dispatch: header keywords.
     virtual PPDXErrorPtr ParsePSKeywords(PPDStream& stream, const char* keyword);
     /// Reads the next physical line of the file being parsed into buf

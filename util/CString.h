@@ -37,8 +37,14 @@ private:
     std::string mText;
 };
 
-/// Byte equality of two C strings; false when either is null.
-inline bool TextEquals(const char* a, const char* b) { return a && b && std::strcmp(a, b) == 0; }
+/// Byte equality of two C strings; false when either is null. The parser
+/// tries a keyword against a chain of literals that all begin with '*', so
+/// the first two bytes are compared inline before any call.
+inline bool TextEquals(const char* a, const char* b) {
+    if (!a || !b || a[0] != b[0])
+        return false;
+    return a[0] == '\0' || (a[1] == b[1] && std::strcmp(a, b) == 0);
+}
 /// Whether `text` begins with `prefix` (both non-null).
 inline bool TextStartsWith(const char* text, const char* prefix) {
     return text && prefix && std::strncmp(text, prefix, std::strlen(prefix)) == 0;

@@ -2,18 +2,16 @@
 #include "PPDX/Constraints/CStringSoup.h"
 
 std::int64_t CStringSoup::Insert(std::string_view text) {
-    std::string key(text);
-    auto it = mIds.find(key);
+    auto it = mIds.find(text);
     if (it != mIds.end())
         return it->second;
     const auto id = static_cast<std::int64_t>(mTexts.size());
-    mTexts.push_back(key);
-    mIds.emplace(std::move(key), id);
+    mIds.emplace(mTexts.emplace_back(text), id);
     return id;
 }
 
 std::int64_t CStringSoup::Find(std::string_view text) const {
-    auto it = mIds.find(std::string(text));
+    auto it = mIds.find(text);
     return it == mIds.end() ? kMissing : it->second;
 }
 

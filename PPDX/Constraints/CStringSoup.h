@@ -2,10 +2,10 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <string>
 #include <string_view>
 #include <unordered_map>
-#include <vector>
 
 /// Hands out dense ids (0, 1, 2, ...) for distinct byte strings.
 class CStringSoup {
@@ -24,6 +24,8 @@ public:
     std::size_t Size() const { return mTexts.size(); }
 
 private:
-    std::vector<std::string> mTexts;
-    std::unordered_map<std::string, std::int64_t> mIds;
+    // The map's keys view the texts; a deque never moves its elements, so
+    // the views stay valid as texts are added, and a lookup needs no copy.
+    std::deque<std::string> mTexts;
+    std::unordered_map<std::string_view, std::int64_t> mIds;
 };

@@ -3,12 +3,19 @@
 
 #include <algorithm>
 
+std::size_t KeyConstraintTree::EntryIdHash::operator()(const EntryId& e) const {
+    // Ids are small dense integers; mixing them with odd multipliers spreads
+    // them well enough for a hash table.
+    const auto mix = [](std::uint64_t h, std::int64_t v) {
+        return (h ^ static_cast<std::uint64_t>(v)) * 0x9E3779B97F4A7C15ull;
+    };
+    const std::uint64_t h = mix(mix(mix(0, e.choice), e.key2), e.choice2);
+    return static_cast<std::size_t>(h ^ (h >> 29));
+}
+
 void KeyConstraintTree::insert(std::int64_t choice, const KVPair& pair) {
-    std::vector<ConstraintEntry>& entries = mItems[choice];
-    const bool present = std::any_of(entries.begin(), entries.end(),
-                                     [&pair](const ConstraintEntry& e) { return e.pair == pair; });
-    if (!present)
-        entries.push_back(ConstraintEntry{pair, true});
+    if (mPresent.insert(EntryId{choice, pair.first, pair.second}).second)
+        mItems[choice].push_back(ConstraintEntry{pair, true});
 }
 
 std::unique_ptr<ItemConstraintList> KeyConstraintTree::GetConstraintList(std::int64_t choice) const {

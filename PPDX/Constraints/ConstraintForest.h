@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <unordered_set>
 #include <vector>
 
 #include "PPDX/Constraints/KVCache.h"
@@ -38,7 +39,20 @@ public:
 
 private:
     bool SetEnabled(std::int64_t choice, std::int64_t key2, std::int64_t choice2, bool on);
+
+    /// (choice, key2, choice2): an entry, for the duplicate test at insert.
+    struct EntryId {
+        std::int64_t choice, key2, choice2;
+        bool operator==(const EntryId&) const = default;
+    };
+    struct EntryIdHash {
+        std::size_t operator()(const EntryId& e) const;
+    };
+
     std::map<std::int64_t, std::vector<ConstraintEntry>> mItems;
+    // Keeps insertion O(1) however many partners one choice has; a file can
+    // list thousands of constraints against the same choice.
+    std::unordered_set<EntryId, EntryIdHash> mPresent;
 };
 
 /// key id -> KeyConstraintTree. Duplicate insertions are kept once.

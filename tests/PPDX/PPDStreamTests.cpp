@@ -43,6 +43,17 @@ TEST(PPDStream, LongLineIsCutAt255AndResumes) {
     EXPECT_EQ(lines[0], std::make_pair(std::string(255, 'x'), false));
     EXPECT_EQ(lines[1], std::make_pair(std::string(45, 'x'), true));
     EXPECT_EQ(lines[2].first, "next");
+
+    // Exactly 255 bytes and no line end: cut (false) but not yet at the end,
+    // so a chunked reader does not mistake the cut for the chunk's end.
+    std::string full(255, 'y');
+    PPDStream exact(full.data(), static_cast<long>(full.size()));
+    char buf[kLineSizeLimit];
+    EXPECT_FALSE(exact.GetLine(buf));
+    EXPECT_EQ(std::strlen(buf), 255u);
+    EXPECT_FALSE(exact.EndOfFile());
+    EXPECT_FALSE(exact.GetLine(buf));
+    EXPECT_TRUE(exact.EndOfFile());
 }
 
 TEST(PPDStream, FFByteEndsLineWithoutEndOfFile) {

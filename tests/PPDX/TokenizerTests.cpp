@@ -101,6 +101,37 @@ TEST(Tokenizer, NextTokenEdgeRows) {
     EXPECT_FALSE(t.NextToken(s, nullptr, nullptr, false));
 }
 
+// The scan reads the range directly; the stream must be left exactly as
+// byte-by-byte reading would leave it, whatever the delimiter set.
+TEST(Tokenizer, NextTokenLeavesStreamAsByteReadingWould) {
+    Tokenizer t;
+    struct Row {
+        std::string text;
+        const char* delimiters;
+        const char* token;
+        long remaining;   // bytes left after the call
+        bool endOfFile;
+    } rows[] = {
+        {"ab:cd", kMainKeywordDelimiters, "ab", 2, false},
+        {"abcd", kMainKeywordDelimiters, "abcd", 0, true},  // ran into the end
+        {"a;b(c", kRangeStringDelimiters, "a", 3, false},
+        {"a=b", "=", "a", 1, false},                         // byte outside the usual sets
+        {"ab,c;d", ",;:!?", "ab", 3, false},                 // five delimiters
+        {"ab", ",;:!?", "ab", 0, true},
+        {std::string(255, 'k'), nullptr, nullptr, 0, false}, // full token: the end not yet tried
+    };
+    for (const Row& r : rows) {
+        PPDStream s(r.text.data(), static_cast<long>(r.text.size()));
+        char out[kLineSizeLimit];
+        ASSERT_TRUE(t.NextToken(s, out, r.delimiters, true)) << r.text;
+        if (r.token) {
+            EXPECT_STREQ(out, r.token) << r.text;
+        }
+        EXPECT_EQ(s.Remaining(), r.remaining) << r.text;
+        EXPECT_EQ(s.EndOfFile(), r.endOfFile) << r.text;
+    }
+}
+
 TEST(Tokenizer, QuotedStringOnOneLine) {
     Tokenizer t;
     long count = 0;
