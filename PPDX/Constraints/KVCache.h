@@ -28,6 +28,8 @@ public:
     void Insert(const KVPair& pair) { Insert(pair.first, pair.second); }
     /// Appends without looking for the key.
     void add(const KVPair& pair) { mPairs.push_back(pair); }
+    /// Replaces the choice of the pair at `index` (which must exist).
+    void SetChoiceAt(std::size_t index, std::int64_t choice) { mPairs[index].second = choice; }
     /// Choice of the first pair with `key`, or -1.
     std::int64_t GetItem(std::int64_t key) const;
     /// Whether some pair has `key` (GetItem cannot tell a stored -1 apart).

@@ -44,7 +44,15 @@ void UIConstraints::UpdateKVCache(const char* key, const char* choice) {
 }
 
 void UIConstraints::UpdateKVCache(std::int64_t keyId, std::int64_t choiceId) {
-    mCurrent.Insert(keyId, choiceId);
+    // KVCache::Insert with the search done by the index: a negative key is
+    // ignored, a known key keeps its place, a new one goes to the back.
+    if (keyId < 0)
+        return;
+    const auto [it, added] = mCurrentIndex.try_emplace(keyId, mCurrent.size());
+    if (added)
+        mCurrent.add(KVPair{keyId, choiceId});
+    else
+        mCurrent.SetChoiceAt(it->second, choiceId);
 }
 
 void UIConstraints::Resolve() {

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "PPDX/Constraints/CStringSoup.h"
@@ -74,6 +75,10 @@ private:
     CStringSoup mStrings;
     std::unique_ptr<ConstraintsEngine> mSolver;
     KVCache mCurrent;
+    // Key id -> its pair's position in mCurrent, which only UpdateKVCache
+    // changes (always appending): every control reports its selection while
+    // the PPD is read, so a search of mCurrent per report would be quadratic.
+    std::unordered_map<std::int64_t, std::size_t> mCurrentIndex;
     KeyForest mKeys;
     std::vector<Deferred> mDeferred;
     std::size_t mExcludesDeclared = 0;

@@ -21,6 +21,8 @@ void PPDXControls::Add(PPDXControl* control) {
     if (!control)
         return;
     mAll.push_back(control);
+    if (const char* keyword = control->Keyword())
+        mByKeyword.try_emplace(keyword, control);
     int t = -1;
     if (dynamic_cast<PPDXJobNote*>(control))
         t = kJobNotes;
@@ -82,10 +84,8 @@ PPDXControl* PPDXControls::Find(const char* keyword, CNTL_TYPE& type, const bool
 PPDXControl* PPDXControls::FindAny(const char* keyword) const {
     if (!keyword)
         return nullptr;
-    for (PPDXControl* control : mAll)
-        if (KeywordMatches(control->Keyword(), keyword, true))
-            return control;
-    return nullptr;
+    auto it = mByKeyword.find(std::string_view(keyword));
+    return it == mByKeyword.end() ? nullptr : it->second;
 }
 
 PPDXControl* PPDXControls::TypeFirst(TypeIndex t) {

@@ -3,6 +3,9 @@
 
 #include <cstdint>
 #include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "PPDX/PPDObjects/Controls/PPDXControl.h"
@@ -102,8 +105,17 @@ private:
     PPDXControl* TypeNext(TypeIndex t);
     PPDXControl* TypeFind(TypeIndex t, const char* keyword, bool exact) const;
 
+    // Looks strings up by view, so FindAny(const char*) allocates nothing.
+    struct KeywordHash {
+        using is_transparent = void;
+        std::size_t operator()(std::string_view text) const { return std::hash<std::string_view>{}(text); }
+    };
+
     bool mOwns;
     std::vector<PPDXControl*> mAll;
+    // Keyword -> the first control added with it. The parser asks FindAny for
+    // every declared control, so walking mAll would make parsing quadratic.
+    std::unordered_map<std::string, PPDXControl*, KeywordHash, std::equal_to<>> mByKeyword;
     std::size_t mCursor = 0;
     TypeList mLists[kTypeCount];
     CountArray mCounts[kTypeCount];
