@@ -2,12 +2,15 @@
 #include "PPDX/Constraints/CStringSoup.h"
 
 std::int64_t CStringSoup::Insert(std::string_view text) {
+    std::int64_t& memo = mMemo[MemoSlot(text)];
+    if (memo != kMissing && mTexts[static_cast<std::size_t>(memo)] == text)
+        return memo;
     auto it = mIds.find(text);
     if (it != mIds.end())
-        return it->second;
+        return memo = it->second;
     const auto id = static_cast<std::int64_t>(mTexts.size());
     mIds.emplace(mTexts.emplace_back(text), id);
-    return id;
+    return memo = id;
 }
 
 std::int64_t CStringSoup::Find(std::string_view text) const {

@@ -1,7 +1,9 @@
 // String interning: every key and choice of the constraint table becomes an id.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
+#include <iterator>
 #include <deque>
 #include <string>
 #include <string_view>
@@ -10,6 +12,8 @@
 /// Hands out dense ids (0, 1, 2, ...) for distinct byte strings.
 class CStringSoup {
 public:
+    CStringSoup() { std::fill(std::begin(mMemo), std::end(mMemo), kMissing); }
+
     /// The id reported for a string that was never interned: the largest
     /// unsigned 64-bit value, seen as a signed id, i.e. -1. Being negative, it
     /// is dropped by KVCache::Insert and never names a real key.
@@ -26,6 +30,19 @@ public:
 private:
     // The map's keys view the texts; a deque never moves its elements, so
     // the views stay valid as texts are added, and a lookup needs no copy.
+    /// A direct-mapped memo of recent texts: constraint statements repeat
+    /// the same few keys and choices, and a slot check is much cheaper than
+    /// hashing the whole text.
+    static constexpr std::size_t kMemoSlots = 64;
+    static std::size_t MemoSlot(std::string_view text) {
+        const std::size_t n = text.size();
+        if (n == 0)
+            return 0;
+        return (n * 31 + static_cast<unsigned char>(text[n - 1]) * 7 + static_cast<unsigned char>(text[n / 2])) %
+               kMemoSlots;
+    }
+
+    std::int64_t mMemo[kMemoSlots];
     std::deque<std::string> mTexts;
     std::unordered_map<std::string_view, std::int64_t> mIds;
 };

@@ -14,8 +14,21 @@ std::size_t KeyConstraintTree::EntryIdHash::operator()(const EntryId& e) const {
 }
 
 void KeyConstraintTree::insert(std::int64_t choice, const KVPair& pair) {
-    if (mPresent.insert(EntryId{choice, pair.first, pair.second}).second)
-        mItems[choice].push_back(ConstraintEntry{pair, true});
+    std::vector<ConstraintEntry>& entries = mItems[choice];
+    // Most choices have a handful of partners: a scan is cheapest. A list
+    // that grows long moves its duplicate test to the hash set for good.
+    if (entries.size() < kScanLimit) {
+        for (const ConstraintEntry& e : entries)
+            if (e.pair == pair)
+                return;
+    } else {
+        if (entries.size() == kScanLimit)
+            for (const ConstraintEntry& e : entries)
+                mPresent.insert(EntryId{choice, e.pair.first, e.pair.second});
+        if (!mPresent.insert(EntryId{choice, pair.first, pair.second}).second)
+            return;
+    }
+    entries.push_back(ConstraintEntry{pair, true});
 }
 
 std::unique_ptr<ItemConstraintList> KeyConstraintTree::GetConstraintList(std::int64_t choice) const {

@@ -50,8 +50,10 @@ private:
     };
 
     std::map<std::int64_t, std::vector<ConstraintEntry>> mItems;
-    // Keeps insertion O(1) however many partners one choice has; a file can
+    // Entries of the choices with kScanLimit partners or more, so that
+    // insertion stays O(1) however many partners one choice has: a file can
     // list thousands of constraints against the same choice.
+    static constexpr std::size_t kScanLimit = 16;
     std::unordered_set<EntryId, EntryIdHash> mPresent;
 };
 
