@@ -65,12 +65,14 @@ bool PPDX::NextToken(PPDStream& stream, char* out, const char* delimiters, bool 
         // Copy the run up to the next stop byte in one go.
         const long room = kLineSizeLimit - 1 - stored;
         const char* const limit = end - p > room ? p + room : end;
-        // Tokens are short: copying while scanning beats a memcpy call.
-        // (An empty line's stream has no range at all: p may be null here.)
-        char* o = out + stored;
-        while (p < limit && !kStops[*p])
-            *o++ = *p++;
-        stored = o - out;
+        const char* q = p;
+        while (q < limit && !kStops[*q])
+            ++q;
+        // An empty line's stream has no range at all: p may be null here.
+        if (q != p)
+            std::memcpy(out + stored, p, static_cast<std::size_t>(q - p));
+        stored += q - p;
+        p = q;
         if (stored == kLineSizeLimit - 1)
             break;
         if (p >= end) {
