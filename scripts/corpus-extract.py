@@ -22,8 +22,8 @@ PLAIN = "/usr/share/ppd/openprinting"
 
 def load_driver(path):
     loader = importlib.machinery.SourceFileLoader("openprinting_driver", path)
-    spec = importlib.util.spec_from_loader(loader.name, loader)
-    module = importlib.util.module_from_spec(spec)
+    found = importlib.util.spec_from_loader(loader.name, loader)
+    module = importlib.util.module_from_spec(found)
     loader.exec_module(module)  # the driver only runs main() as __main__
     return module
 
