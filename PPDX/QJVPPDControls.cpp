@@ -397,25 +397,36 @@ PPDXErrorPtr QJVPPD::ParseSpecialOption(PPDStream& stream) {
 }
 
 PPDXErrorPtr QJVPPD::ParseUIConstraint(PPDStream& stream, bool isRequires) {
-    char key1[kLineSizeLimit] = "", choice1[kLineSizeLimit] = "", key2[kLineSizeLimit] = "",
-         choice2[kLineSizeLimit] = "";
-    auto next = [&](char* out) {
-        stream.SkipWhiteSpace();
-        return NextToken(stream, out, kConstraintDelimiters, true) && out[0];
+    // The fields are runs of non-blank bytes, viewed in place instead of
+    // copied out token by token: a PPD can hold tens of thousands of these
+    // statements. The line holds no line end or NUL, so a field is exactly
+    // what the tokenizer with blank delimiters would return, including its
+    // split of a run longer than a token buffer.
+    const char* p = stream.Cursor();
+    const char* const end = stream.End();
+    auto next = [&](std::string_view& out) {
+        while (p < end && (*p == ' ' || *p == '\t'))
+            ++p;
+        const char* const start = p;
+        const char* const limit = end - p > kLineSizeLimit - 1 ? p + (kLineSizeLimit - 1) : end;
+        while (p < limit && *p != ' ' && *p != '\t')
+            ++p;
+        out = std::string_view(start, static_cast<std::size_t>(p - start));
+        return !out.empty();
     };
+    std::string_view key1, choice1, key2, choice2, token;
     if (!next(key1))
         return MakePPDError(PPDErr_BadConstraint, false);
-    char token[kLineSizeLimit];
     if (next(token)) {
         if (token[0] == '*') {
-            std::strcpy(key2, token);
+            key2 = token;
         } else {
-            std::strcpy(choice1, token);
+            choice1 = token;
             next(key2);
         }
     }
-    if (!key2[0])
-        return MakePPDError(PPDErr_BadConstraint, false, key1);
+    if (key2.empty())
+        return MakePPDError(PPDErr_BadConstraint, false, std::string(key1).c_str());
     next(choice2);
     mConstraints->Add(key1, choice1, key2, choice2, isRequires);
     return nullptr;

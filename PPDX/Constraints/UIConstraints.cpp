@@ -14,12 +14,17 @@ UIConstraints::~UIConstraints() = default;
 
 void UIConstraints::Add(const char* key1, const char* choice1, const char* key2, const char* choice2,
                         bool isRequires) {
+    Add(OrEmpty(key1), OrEmpty(choice1), OrEmpty(key2), OrEmpty(choice2), isRequires);
+}
+
+void UIConstraints::Add(std::string_view key1, std::string_view choice1, std::string_view key2,
+                        std::string_view choice2, bool isRequires) {
     ++(isRequires ? mRequiresDeclared : mExcludesDeclared);
-    const std::int64_t k1 = mStrings.Insert(OrEmpty(key1));
-    const std::int64_t c1 = mStrings.Insert(OrEmpty(choice1));
-    const std::int64_t k2 = mStrings.Insert(OrEmpty(key2));
-    const std::int64_t c2 = mStrings.Insert(OrEmpty(choice2));
-    if (OrEmpty(choice1).empty() || OrEmpty(choice2).empty()) {
+    const std::int64_t k1 = mStrings.Insert(key1);
+    const std::int64_t c1 = mStrings.Insert(choice1);
+    const std::int64_t k2 = mStrings.Insert(key2);
+    const std::int64_t c2 = mStrings.Insert(choice2);
+    if (choice1.empty() || choice2.empty()) {
         // A whole-key declaration may come before the controls that list the
         // key's choices; it is expanded once they are all known.
         mDeferred.push_back(Deferred{k1, c1, k2, c2, isRequires});

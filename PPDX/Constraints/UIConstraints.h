@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
@@ -27,6 +28,8 @@ public:
     /// when every key's choices are known. A null key is taken as "".
     /// `isRequires` puts it in the requires forest, which no test consults.
     void Add(const char* key1, const char* choice1, const char* key2, const char* choice2, bool isRequires);
+    void Add(std::string_view key1, std::string_view choice1, std::string_view key2, std::string_view choice2,
+             bool isRequires);
     /// Records `choice` as one of the choices of `key`.
     void KVSInsert(const char* key, const char* choice);
     void KVSInsert(std::int64_t keyId, std::int64_t choiceId);

@@ -282,6 +282,28 @@ TEST(Constraints, FourFormsAndWholeKeyExpansion) {
     EXPECT_EQ(p.doc->GetUIConstraints()->GetRequiresForest().Count(), 1u);
 }
 
+TEST(Constraints, FieldsAreRunsBetweenAnyBlanks) {
+    Parsed p("*UIConstraints:\t*QJP   A\t\t*QJQ  Y  \r\n"
+             "*UIConstraints: *QJQ\tX *QJP\t\n" +
+             Popup("*QJP", kChoicesAB, "*DefaultQJP: A\n") +
+             Popup("*QJQ", "*QJQ X/X: \"\"\n*QJQ Y/Y: \"\"\n", "*DefaultQJQ: X\n"));
+    EXPECT_TRUE(p.ErrorCodes().empty());
+    const UIConstraints& table = *p.doc->GetUIConstraints();
+    const CStringSoup& soup = table.GetConstraintStrings();
+    auto partners = [&](const std::string& key, const std::string& choice) {
+        std::vector<std::pair<std::string, std::string>> out;
+        if (auto list = table.GetConstraintForest().GetConstraintList(soup.Find(key), soup.Find(choice)))
+            for (const KVPair& pair : *list)
+                out.emplace_back(*soup.Text(pair.first), *soup.Text(pair.second));
+        return out;
+    };
+    using Pairs = std::vector<std::pair<std::string, std::string>>;
+    EXPECT_EQ(partners("*QJP", "A"), (Pairs{{"*QJQ", "Y"}}));
+    // A trailing blank is no field: the second statement names all of *QJP.
+    EXPECT_EQ(partners("*QJQ", "X"), (Pairs{{"*QJP", "A"}, {"*QJP", "B"}}));
+    EXPECT_EQ(table.ExcludesDeclared(), 2u);
+}
+
 TEST(JobNoteParsing, MinLengthSuffixCodes) {
     struct Row {
         const char* word;

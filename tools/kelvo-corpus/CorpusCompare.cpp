@@ -187,8 +187,9 @@ void CorpusReport::Print(std::ostream& out, bool withCups) const {
     for (const auto& [kind, count] : mKindCounts) {
         out << "\n" << kind << ": " << count << (ExplainedKinds().count(kind) ? " (explained)" : " (UNEXPLAINED)")
             << "\n";
-        for (const std::string& example : mKinds.at(kind))
-            out << "  " << example << "\n";
+        if (auto examples = mKinds.find(kind); examples != mKinds.end())
+            for (const std::string& example : examples->second)
+                out << "  " << example << "\n";
     }
 }
 
