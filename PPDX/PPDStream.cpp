@@ -19,6 +19,11 @@ void PPDStream::Initialize() {
 }
 
 bool PPDStream::GetLine(char* buf) {
+    if (mCursor >= mEnd) { // also an empty stream, whose range may be null
+        buf[0] = '\0';
+        mStatus = kEndOfFile;
+        return false;
+    }
     // Copy the run of ordinary bytes in one go, then decide on the byte that
     // stopped it: a line end, 0xFF, the end of the range or a full buffer.
     const long room = kLineSizeLimit - 1;

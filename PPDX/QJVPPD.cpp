@@ -32,6 +32,16 @@ QJVPPD::QJVPPD(const std::filesystem::path& path, _PARSE_OPTIONS_ options, std::
     Build();
 }
 
+QJVPPD::QJVPPD(std::unique_ptr<PPDFile> source, _PARSE_OPTIONS_ options, PPDHostInfo host)
+    : PPDX(std::nullopt, options, {}, std::move(host)) {
+    mFile = std::move(source);
+    Build();
+}
+
+QJVPPDRef QJVPPD::FromBytes(std::string_view bytes, _PARSE_OPTIONS_ options, PPDHostInfo host) {
+    return QJVPPDRef(new QJVPPD(PPDFile::FromBytes(bytes), options, std::move(host)));
+}
+
 QJVPPD::~QJVPPD() {
     // Controls point at groups and at the constraint table: drop them first.
     mShortcuts.reset();

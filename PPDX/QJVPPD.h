@@ -26,6 +26,9 @@ enum : _EXTENSIONS_SUPPORT_ {
     kExtensionsAll = 3,
 };
 
+class QJVPPD;
+using QJVPPDRef = std::unique_ptr<QJVPPD, PPDXReleaser>;
+
 /// Reads a PPD statement by statement into pages, groups, controls,
 /// shortcuts and constraints. Only options announced by a "*%QJVFlags" line
 /// become controls; plain UI blocks are read past.
@@ -39,6 +42,9 @@ public:
     /// Reads the PPD at `path`.
     QJVPPD(const std::filesystem::path& path, _PARSE_OPTIONS_ options, std::vector<std::string> printerNames = {},
            PPDHostInfo host = {});
+    /// Reads PPD text held in memory exactly as the same bytes in a file
+    /// would be read. The document has no file path.
+    static QJVPPDRef FromBytes(std::string_view bytes, _PARSE_OPTIONS_ options, PPDHostInfo host = {});
     ~QJVPPD() override;
 
     PPDXControls* GetControls() const { return mControls.get(); }
@@ -101,6 +107,7 @@ public:
     static void SetExtensions(_EXTENSIONS_SUPPORT_ level) { sExtensionsSupport = level; }
 
 protected:
+    QJVPPD(std::unique_ptr<PPDFile> source, _PARSE_OPTIONS_ options, PPDHostInfo host);
     void Build();
     virtual void Parse();
     PPDXErrorPtr ParsePSKeywords(PPDStream& stream, const char* keyword) override;
@@ -171,5 +178,3 @@ private:
 
     static inline _EXTENSIONS_SUPPORT_ sExtensionsSupport = kExtensionsAll;
 };
-
-using QJVPPDRef = std::unique_ptr<QJVPPD, PPDXReleaser>;

@@ -67,6 +67,12 @@ TEST(PPDStream, FFByteEndsLineWithoutEndOfFile) {
     EXPECT_STREQ(buf, "cd");
     EXPECT_EQ(PPDStream(text, 0).Status(), PPDStream::kBad);
     EXPECT_EQ(PPDStream(nullptr, 5).Status(), PPDStream::kBad);
+
+    PPDStream empty; // no range at all, as for a blank line
+    char none[kLineSizeLimit] = "junk";
+    EXPECT_FALSE(empty.GetLine(none));
+    EXPECT_STREQ(none, "");
+    EXPECT_TRUE(empty.EndOfFile());
 }
 
 TEST(PPDFileStream, LineStraddlingChunkBoundaryArrivesWhole) {

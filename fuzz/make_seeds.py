@@ -1,0 +1,195 @@
+#!/usr/bin/env python3
+"""Writes the seed corpora under fuzz/corpus/<target>/: the project's own test
+PPDs (tests/data, samples) for the parser, and hand-made inputs for the ways
+PPD readers are known to fail. Several seeds hold bytes an editor would mangle
+(NUL, CR, 0xFF), hence this script. Run from anywhere; the output is checked
+in. Seeds are inputs to start from, not tests: nothing checks their outcome."""
+
+import pathlib
+import shutil
+
+FUZZ = pathlib.Path(__file__).resolve().parent
+ROOT = FUZZ.parent
+CORPUS = FUZZ / "corpus"
+
+HEADER = (
+    b'*PPD-Adobe: "4.3"\n'
+    b'*FormatVersion: "4.3"\n'
+    b'*FileVersion: "1.0"\n'
+    b"*LanguageVersion: English\n"
+    b"*LanguageEncoding: ISOLatin1\n"
+    b'*PCFileName: "KVSEED.PPD"\n'
+    b'*ModelName: "Kelvo Seed"\n'
+    b'*%QJVPropPage QJPage/Page: "True"\n'
+    b'*%QJVGroupName QJPane/Pane: "True"\n'
+    b'*%QJVGroupName QJGroup/Options: "True"\n'
+    b'*%QJVParent QJPane/QJPage: "True|Scrollpane"\n'
+    b'*%QJVParent QJGroup/QJPane: "True|Rolldown"\n'
+)
+
+
+def popup(key, choices, default=b"None", kind=b"PickOne"):
+    bare = key[1:]
+    text = b"*%QJVFlags " + key + b': "Dynamic"\n*%QJVGroup ' + key + b": QJGroup\n"
+    text += b"*OpenUI " + key + b"/" + bare + b": " + kind + b"\n*Default" + bare + b": " + default + b"\n"
+    for choice in choices:
+        text += key + b" " + choice + b"/" + choice + b': "/' + bare + b" (" + choice + b') def"\n'
+    return text + b"*CloseUI: " + key + b"\n"
+
+
+def flagged(key, line):
+    return b"*%QJVFlags " + key + b': ""\n*%QJVGroup ' + key + b": QJGroup\n" + line + b"\n"
+
+
+STAPLE = popup(b"*QJStaple", [b"None", b"TopLeft", b"Saddle"])
+
+PARSE_SEEDS = {
+    # Strings that never close: a header value, PostScript ending in a
+    # backslash at the end of the file, code running into the next statement.
+    "unterminated-header-quote": HEADER.replace(b'"Kelvo Seed"', b'"Kelvo Seed') + STAPLE,
+    "unterminated-ps-backslash": HEADER
+    + b'*%QJVFlags *QJPunch: ""\n*%QJVGroup *QJPunch: QJGroup\n*OpenUI *QJPunch/Punch: PickOne\n'
+    + b'*DefaultQJPunch: None\n*QJPunch None/Off: "<</Punch 0>> \\',
+    "ps-runs-into-statement": HEADER
+    + b'*%QJVFlags *QJPunch: ""\n*%QJVGroup *QJPunch: QJGroup\n*OpenUI *QJPunch/Punch: PickOne\n'
+    + b'*DefaultQJPunch: None\n*QJPunch None/Off: "<</Punch 0>>\n*%  more code\n*QJPunch Two/Two: "x"\n'
+    + b"*CloseUI: *QJPunch\n"
+    + STAPLE,
+    "unterminated-default-note": HEADER
+    + flagged(b"*QJAcct", b"*%QJVJobNote *QJAcct/Account: 16|Numeric")
+    + b'*%DefaultQJAcct: "12\\\n34\n',
+    # Block structure out of order.
+    "closeui-without-openui": HEADER + b"*CloseUI: *QJStaple\n*QJCloseUI: *QJFold\n*EndUI\n" + STAPLE,
+    "openui-never-closed": HEADER
+    + b'*%QJVFlags *QJFold: ""\n*%QJVGroup *QJFold: QJGroup\n*OpenUI *QJFold/Fold: PickOne\n'
+    + b'*DefaultQJFold: None\n*QJFold None/Off: ""\n',
+    "openuiqjv-never-closed": HEADER + b'*%QJVFlags *QJOther: ""\n*OpenUIQJV *QJOther/Other: PickOne\n*QJOther A/A: ""\n',
+    # One key declared twice with different types.
+    "pickone-then-boolean": HEADER
+    + STAPLE
+    + popup(b"*QJStaple", [b"True", b"False"], b"True", b"Boolean"),
+    "popup-then-range": HEADER + STAPLE + flagged(b"*QJStaple", b'*%QJVRange *QJStaple/Staple: (0;10;1;5) "<*QJStaple>"'),
+    "range-then-note-then-popup": HEADER
+    + flagged(b"*QJCopies", b'*%QJVRange *QJCopies/Copies: (1;99;1;1) "/N <*QJCopies> def"')
+    + flagged(b"*QJCopies", b"*%QJVJobNote *QJCopies/Copies: 4|Numeric")
+    + popup(b"*QJCopies", [b"One", b"Two"], b"One"),
+    # Translations with control bytes, 8-bit bytes and broken hex runs.
+    "control-bytes-in-translations": HEADER
+    + popup(b"*QJTray", [b"A", b"B"], b"A").replace(b"/A:", b"/\x01\x1b[2J\x7f\x08:").replace(b"/B:", b"/\t\x0b\x0c:"),
+    "hex-odd-digits": HEADER
+    + b'*%QJVFlags *QJTray: ""\n*%QJVGroup *QJTray: QJGroup\n*OpenUI *QJTray/T<52 6>ay: PickOne\n*DefaultQJTray: A\n'
+    + b'*QJTray A/<414>: ""\n*QJTray B/<4 1 42>: ""\n*QJTray C/<zz>: ""\n*QJTray D/<00>hidden: ""\n'
+    + b'*QJTray E/open <41: ""\n*QJTray F/<C3A9><E9><8140>: ""\n*CloseUI: *QJTray\n',
+    # Numbers the range readers must survive.
+    "range-extremes": HEADER
+    + flagged(b"*QJA", b'*%QJVRange *QJA/A: (-9223372036854775808;9223372036854775807;-1;99999999999999999999) "<*QJA>"')
+    + flagged(b"*QJB", b'*%QJVRange *QJB/B: (5;-5;0;0) "<*QJB>"')
+    + flagged(b"*QJC", b'*%QJVUnitRange *QJC/C: (10;20;-3;15) "<*QJC>"')
+    + flagged(b"*QJD", b'*%QJVFloatRange *QJD/D: (1e39;-1e39;0;nan) "<*QJD>"')
+    + flagged(b"*QJE", b'*%QJVFloatRange *QJE/E: (-0.0;1e-45;1e-45;inf) "<*QJE>"')
+    + b"*%ParamCustomPrintSize Width: 1 points 1e39 -1e39\n*%ParamCustomPrintSize Height: 2 points nan inf\n",
+    "range-missing-fields": HEADER
+    + flagged(b"*QJA", b'*%QJVRange *QJA/A: (1;2) "<*QJA>"')
+    + flagged(b"*QJB", b"*%QJVRange *QJB/B: 1;2;3;4")
+    + flagged(b"*QJC", b"*%QJVRange *QJC/C: (;;;)"),
+    "job-notes": HEADER
+    + flagged(b"*QJAcct", b"*%QJVJobNote *QJAcct/Account: 99999999999999999999|MinLength|MinLength7x|MinLengthx|PopupJN|UTF8")
+    + b"*QJAcct: \"%%Account: (<*QJAcct>)\"\n"
+    + b"*%QJVJobNote *Notes1/Notes: -5|Resume|Member\n*%DefaultNotes1: \"a\\\\b\"\n",
+    # Physical line handling.
+    "long-lines": HEADER
+    + b"*% " + b"x" * 300 + b"\n"
+    + STAPLE,
+    "long-ps-continuation": HEADER
+    + b'*%QJVFlags *QJPunch: ""\n*%QJVGroup *QJPunch: QJGroup\n*OpenUI *QJPunch/Punch: PickOne\n'
+    + b'*DefaultQJPunch: None\n*QJPunch None/Off: "\n'
+    + (b"y" * 250 + b"\n") * 20
+    + b'"\n*CloseUI: *QJPunch\n',
+    "missing-final-newline": HEADER + STAPLE.rstrip(b"\n"),
+    "nul-bytes": HEADER.replace(b"Kelvo Seed", b"Kelvo\x00Seed") + STAPLE.replace(b"TopLeft/", b"Top\x00Left/"),
+    "cr-only": (HEADER + STAPLE).replace(b"\n", b"\r"),
+    "mixed-line-ends": (HEADER + STAPLE).replace(b"\n", b"\r\n", 5).replace(b"\n*QJStaple", b"\r\r*QJStaple"),
+    "ff-byte": HEADER + b"*% \xff\n" + STAPLE,
+    "empty": b"",
+    "first-line-only": b'*PPD-Adobe: "4.3',
+    # Groups, parents and shortcuts that point nowhere or at each other.
+    "parents-and-shortcuts": HEADER
+    + b'*%QJVParent QJPage/QJPane: "True|Rolldown"\n*%QJVParent QJGroup/QJGroup: "True|Scrollpane"\n'
+    + b'*%QJVParent Nowhere/QJPage: "True|Rolldown"\n*%QJShortcut: *Missing\n*%QJShortcut: *QJStaple\n'
+    + b"*OpenGroup: InstallableOptions/Installed\n"
+    + b'*%QJVFlags *QJHCI: ""\n*OpenUI *QJHCI/HCI: Boolean\n*DefaultQJHCI: False\n*QJHCI True/Yes: ""\n*CloseUI: *QJHCI\n'
+    + STAPLE
+    + b"*%QJVSpecialOption *QJModel: CX 900\n*%QJVSpecialOption *QJ_PROP_WATERMARK: x\n",
+    "constraints": HEADER
+    + STAPLE
+    + popup(b"*PageSize", [b"Letter", b"Legal"], b"Letter")
+    + b"*UIConstraints: *QJStaple Saddle *PageSize Legal\n*UIConstraints: *QJStaple\n"
+    + b"*%QJVUIRequires: *PageSize *QJStaple\n*%QJVUIConstraints: *QJStaple *PageSize\n",
+}
+
+TEXT_SEEDS = {
+    # byte 0: encoding name (low nibble) and target encoding (high nibble);
+    # byte 1: language, buffer size and job-note language bits.
+    "latin1-hex": b"\x00\x00Caf<E9> au lait",
+    "latin2": b"\x01\x01\xa3\xf3d\xbc",
+    "latin5": b"\x02\x02\xdd\xfe<DD>",
+    "sjis": b"\x03\x05\x93\xfa\x96\x7b<8140><82A0>",
+    "sjis-odd-tail": b"\x03\x85\x93\xfa\x96",
+    "macroman": b"\x04\x00\x8e\xa5<A5>",
+    "windows": b"\x05\x00\x80\x93quoted\x94",
+    "utf8": b"\x06\x00\xc3\xa9t\xc3\xa9 <C3A9>",
+    "utf8-broken": b"\x06\x00\xc3\x28\xe2\x82\xff",
+    "unknown": b"\x07\x00plain <41>",
+    "null-name": b"\x08\x00plain <41>",
+    "hex-odd-digits": b"\x00\x00<414>",
+    "hex-spaces": b"\x00\x00< 41\t42\n43\r44 >",
+    "hex-unclosed": b"\x00\x00a<41",
+    "hex-not-hex": b"\x00\x00<4G>",
+    "hex-nul": b"\x00\x00before<00>after",
+    "hex-nested": b"\x00\x00<<41>>",
+    "hex-only": b"\x00\x00<>",
+    "tiny-buffer": b"\x10\x04<E9E9E9>",
+    "to-utf16": b"\x60\x00abc<E9>",
+    "to-sjis": b"\x50\x00<82A0>\xe9",
+}
+
+CONSTRAINT_SEEDS = {
+    "pairs": b"*QJStaple Saddle *PageSize Legal\n*PageSize Legal *QJStaple Saddle\n?*PageSize Legal\n",
+    "whole-keys": b"*QJBooklet True *QJStaple\n*QJStaple *QJBooklet True\n?*QJBooklet True\n",
+    "chain": b"*QJBooklet True *QJStaple TopLeft\n*QJStaple Saddle *PageSize Legal\n=*PageSize Legal\n"
+    b"=*QJStaple TopLeft\n?!*QJBooklet True\n",
+    "locked": b"*QJDuplex DuplexTumble *QJStaple\n=*QJStaple TopLeft\n#*QJStaple\n?*QJDuplex DuplexTumble\n",
+    "printsize": b"*QJDuplex DuplexNoTumble *QJPrintSize A4\n=*PageSize A4\n?*QJDuplex DuplexNoTumble\n",
+    "requires": b"*%QJVUIRequires: *QJBooklet True *QJStaple Saddle\n*NonUIConstraints: *QJPunch True *QJInsert Back\n",
+    "everything-excludes": b"".join(
+        b"*" + a + b" *" + b + b"\n"
+        for a in (b"PageSize", b"QJStaple", b"QJDuplex", b"QJInsert")
+        for b in (b"QJPrintSize", b"QJBooklet", b"QJPunch")
+    )
+    + b"?*PageSize A3 *QJStaple Saddle\n?!*QJDuplex DuplexTumble\n",
+    "unknown-names": b"*Nope A *QJStaple Saddle\n*QJStaple\n*QJStaple Saddle\n?*Nope A\n?*QJStaple Nope\n#*Nope\n",
+    "self": b"*QJStaple Saddle *QJStaple Saddle\n*QJStaple *QJStaple\n?*QJStaple Saddle\n",
+}
+
+
+def write(target, seeds):
+    folder = CORPUS / target
+    folder.mkdir(parents=True, exist_ok=True)
+    for name, data in seeds.items():
+        (folder / name).write_bytes(data)
+
+
+def main():
+    if CORPUS.exists():
+        shutil.rmtree(CORPUS)
+    parse = dict(PARSE_SEEDS)
+    for path in sorted((ROOT / "tests" / "data").rglob("*.ppd")) + sorted((ROOT / "samples").glob("*.ppd")):
+        name = "project-" + "-".join(path.relative_to(ROOT).with_suffix("").parts[-2:])
+        parse[name] = path.read_bytes()
+    write("ppd_parse_fuzzer", parse)
+    write("text_converter_fuzzer", TEXT_SEEDS)
+    write("constraints_fuzzer", CONSTRAINT_SEEDS)
+
+
+if __name__ == "__main__":
+    main()
