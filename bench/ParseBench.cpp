@@ -26,6 +26,7 @@
 
 #include "GenerateExtendedPPD.h"
 #include "GeneratedPPDCheck.h"
+#include "LineScan.h"
 #include "PPDX/QJVPPD.h"
 
 namespace {
@@ -106,22 +107,11 @@ void LibcupsParse(benchmark::State& state, const BenchFile* f) {
 void MemchrScan(benchmark::State& state, const BenchFile* f) {
     std::vector<char> block(kScanBlock);
     for (auto _ : state) {
-        const int fd = ::open(f->path.c_str(), O_RDONLY);
-        if (fd < 0) {
+        const std::optional<std::size_t> lines = CountLines(f->path.c_str(), block.data(), block.size());
+        if (!lines) {
             state.SkipWithError("open failed");
             break;
         }
-        std::size_t lines = 0;
-        ssize_t got;
-        while ((got = ::read(fd, block.data(), block.size())) > 0) {
-            const char* p = block.data();
-            const char* end = p + got;
-            while ((p = static_cast<const char*>(std::memchr(p, '\n', static_cast<std::size_t>(end - p))))) {
-                ++lines;
-                ++p;
-            }
-        }
-        ::close(fd);
         benchmark::DoNotOptimize(lines);
     }
     SetBytes(state, *f);

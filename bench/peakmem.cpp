@@ -16,6 +16,7 @@
 #include <memory>
 #include <string_view>
 
+#include "LineScan.h"
 #include "PPDX/QJVPPD.h"
 
 namespace {
@@ -54,25 +55,14 @@ int Libcups(const char* path) {
 }
 
 int Scan(const char* path) {
-    const int fd = ::open(path, O_RDONLY);
-    if (fd < 0) {
+    // Left uninitialised on purpose: only the pages read() fills count.
+    std::unique_ptr<char[]> block(new char[kScanBlock]);
+    const std::optional<std::size_t> lines = CountLines(path, block.get(), kScanBlock);
+    if (!lines) {
         std::perror(path);
         return 2;
     }
-    // Left uninitialised on purpose: only the pages read() fills count.
-    std::unique_ptr<char[]> block(new char[kScanBlock]);
-    std::size_t lines = 0;
-    ssize_t got;
-    while ((got = ::read(fd, block.get(), kScanBlock)) > 0) {
-        const char* p = block.get();
-        const char* end = p + got;
-        while ((p = static_cast<const char*>(std::memchr(p, '\n', static_cast<std::size_t>(end - p))))) {
-            ++lines;
-            ++p;
-        }
-    }
-    ::close(fd);
-    std::printf("scan: %zu lines\n", lines);
+    std::printf("scan: %zu lines\n", *lines);
     return 0;
 }
 
