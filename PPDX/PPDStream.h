@@ -99,30 +99,53 @@ protected:
     std::int32_t mStatus = kGood;
 };
 
-/// The PPD file on disk. Opened lazily, read-only, closed with the object.
+/// The PPD file on disk, or PPD bytes held in memory. Opened lazily,
+/// read-only, closed with the object. Gzip-compressed data (as CUPS ships
+/// PPDs, ".ppd.gz") is recognised by its magic bytes and inflated as it is
+/// read, a chunk at a time, so a compressed file costs no more memory than a
+/// plain one.
 class PPDFile {
 public:
-    explicit PPDFile(std::filesystem::path path) : mPath(std::move(path)) {}
-    /// PPD text held in memory (copied), read through the same FILE calls as
-    /// a file on disk, so it is parsed exactly as those bytes in a file would be.
+    explicit PPDFile(std::filesystem::path path);
+    /// PPD text held in memory (copied), read through the same calls as a
+    /// file on disk, so it is parsed exactly as those bytes in a file would be.
     static std::unique_ptr<PPDFile> FromBytes(std::string_view bytes);
-    ~PPDFile() { Close(); }
+    ~PPDFile();
     PPDFile(const PPDFile&) = delete;
     PPDFile& operator=(const PPDFile&) = delete;
 
     const std::filesystem::path& Path() const { return mPath; }
-    bool IsOpen() const { return mFile != nullptr; }
-    /// Opens for reading; false when the path is missing, a directory or unreadable.
+    bool IsOpen() const { return mOpen; }
+    /// Opens for reading; false when the path is missing, not a regular file
+    /// or unreadable. ErrorText() then says why.
     bool Open();
     void Close();
     /// Reads up to `size` bytes at the current position; returns the count
-    /// read, or -1 on a read error.
+    /// read, or -1 on a read error (ErrorText() says which).
     long Read(char* buffer, std::size_t size);
+    /// Why the last Open or Read failed, in the system's words ("No such
+    /// file or directory", "Is a directory", "not a regular file", "bad
+    /// gzip data: ..."); empty when nothing failed.
+    const std::string& ErrorText() const { return mErrorText; }
+    /// Whether the data being read is gzip-compressed (known once open).
+    bool IsCompressed() const { return mCompressed; }
 
 private:
+    struct Inflater; // zlib state, kept out of this header
+
+    long ReadPlain(char* buffer, std::size_t size);
+    long ReadInflated(char* buffer, std::size_t size);
+    /// Fills mRaw from the source; -1 on a read error.
+    long ReadRaw(char* buffer, std::size_t size);
+
     std::filesystem::path mPath;
     std::optional<std::string> mBytes;
+    std::size_t mBytesPos = 0;
     std::FILE* mFile = nullptr;
+    bool mOpen = false;
+    bool mCompressed = false;
+    std::unique_ptr<Inflater> mInflater;
+    std::string mErrorText;
 };
 
 /// Hands out the lines of a PPDFile, reading it through one 1,000,000-byte

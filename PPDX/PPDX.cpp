@@ -136,7 +136,27 @@ bool PPDX::FinishToken(char* out, long stored, bool endedByLF, bool strip) {
 
 bool PPDX::ReadLine(char* buf) {
     buf[0] = '\0';
-    return mFileStream && mFileStream->GetLine(buf);
+    if (!mFileStream)
+        return false;
+    if (mFileStream->GetLine(buf)) {
+        // The rest of a cut line is the same physical line.
+        if (!mInCutLine)
+            ++mLineNumber;
+        mInCutLine = false;
+        return true;
+    }
+    if (mFileStream->Bad()) {
+        mReadFailed = true;
+    } else if (!mFileStream->EndOfFile()) {
+        // Stopped inside a line: 255 bytes without a line end, or a 0xFF byte.
+        if (!mInCutLine) {
+            ++mLineNumber;
+            if (!mFirstCutLine)
+                mFirstCutLine = mLineNumber;
+        }
+        mInCutLine = true;
+    }
+    return false;
 }
 
 long PPDX::GetQuotedString(PPDStream& stream, char* out, unsigned& limit) {

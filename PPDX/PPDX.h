@@ -80,6 +80,11 @@ public:
     const char* QJVersion() const { return Text(mBaseQJVersion); }
     const char* PathToPDE() const { return Text(mPathToPDE); }
 
+    /// Why the file could not be read, in the system's words ("No such file
+    /// or directory", "Is a directory", "Permission denied", "not a regular
+    /// file"...), or empty when it was read. Goes with PPDErr_FileError.
+    const std::string& FileErrorText() const { return mFileErrorText; }
+
     PPDXErrors* GetErrors() { return mErrors.get(); }
     const PPDXErrors* GetErrors() const { return mErrors.get(); }
     TextConverter* GetTextConverter() const { return mTextConverter.get(); }
@@ -117,8 +122,11 @@ protected:
     /// The fallback of the statement dispatch: header keywords.
     virtual PPDXErrorPtr ParsePSKeywords(PPDStream& stream, const char* keyword);
     /// Reads the next physical line of the file being parsed into buf
-    /// (kJoinedLineSize bytes); false when there is none.
+    /// (kJoinedLineSize bytes); false when there is none. Counts lines, and
+    /// notes the first line that a 255-byte limit or a 0xFF byte cut short.
     bool ReadLine(char* buf);
+    /// The 1-based number of the last physical line ReadLine handed out.
+    std::uint32_t LineNumber() const { return mLineNumber; }
     static const char* Text(const std::optional<CString>& s) { return s ? s->c_str() : nullptr; }
     void RebuildTextConverter();
     /// Reads the rest of a line as one stripped value.
@@ -147,6 +155,14 @@ protected:
     _PARSE_OPTIONS_ mParseOptions;
     std::optional<std::filesystem::path> mPath;
     PPDHostInfo mHost;
+    std::string mFileErrorText;
+    std::uint32_t mLineNumber = 0;
+    /// The line ReadLine last stopped inside (its rest comes next), or 0.
+    bool mInCutLine = false;
+    /// The first line cut short, 0 when none was.
+    std::uint32_t mFirstCutLine = 0;
+    /// A read error (not the end of the file) stopped ReadLine.
+    bool mReadFailed = false;
 
     static inline _DISPLAY_OPTIONS_ sDisplayOptions = kDisplayVisibleParented;
 };

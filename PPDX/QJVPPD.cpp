@@ -51,8 +51,12 @@ QJVPPD::~QJVPPD() {
 }
 
 void QJVPPD::AddError(PPDXErrorPtr error) {
-    if (mErrors)
-        mErrors->Add(std::move(error));
+    if (!mErrors || !error)
+        return;
+    // While a statement is read, its errors carry the statement's line.
+    if (error->Line() == 0)
+        error->SetLine(mStatementLine);
+    mErrors->Add(std::move(error));
 }
 
 void QJVPPD::Build() {
@@ -81,6 +85,7 @@ void QJVPPD::Parse() {
         return;
     PPDFileStream fileStream(mFile.get(), true);
     if (fileStream.Bad()) {
+        mFileErrorText = mFile->ErrorText();
         AddError(MakePPDError(PPDErr_FileError, true));
         return;
     }
@@ -100,6 +105,8 @@ void QJVPPD::Parse() {
             mValid = true;
         else
             notPPD = MakePPDError(PPDErr_NotPPDFile, true);
+        if (notPPD)
+            notPPD->SetLine(1);
     }
 
     const bool stopsAtAnnotations = HostStopsAtAnnotations(mHost.applicationID);
@@ -108,6 +115,9 @@ void QJVPPD::Parse() {
         PPDStream stream(line, static_cast<long>(std::strlen(line)));
         char keyword[kLineSizeLimit];
         if (NextToken(stream, keyword, kMainKeywordDelimiters, true)) {
+            mStatementLine = LineNumber();
+            if (std::strncmp(keyword, "*%QJ", 4) == 0)
+                mMakerStatements = true;
             PPDXErrorPtr error = ParseStatement(stream, keyword);
             if (error) {
                 const bool stop = error->IsFatal() || mAllErrorsFatal;
@@ -118,6 +128,19 @@ void QJVPPD::Parse() {
         }
         if (stopsAtAnnotations && std::strstr(line, "APLANNOTATE END"))
             break;
+    }
+    mStatementLine = 0;
+    // A line cut short is never silent: what followed it may be missing.
+    if (mFirstCutLine) {
+        PPDXErrorPtr cut = MakePPDError(PPDErr_ReadEndedEarly, false);
+        cut->SetLine(mFirstCutLine);
+        AddError(std::move(cut));
+    }
+    if (mReadFailed) {
+        mFileErrorText = mFile->ErrorText();
+        PPDXErrorPtr failed = MakePPDError(PPDErr_FileError, true);
+        failed->SetLine(LineNumber() + 1);
+        AddError(std::move(failed));
     }
 
     ResolveShortcuts();
@@ -170,13 +193,18 @@ FlagList QJVPPD::ReadFlags(PPDStream& stream) {
     return flags;
 }
 
-bool QJVPPD::ReadOptionAndTranslation(PPDStream& stream, char* option, char* translation) {
+bool QJVPPD::ReadOptionAndTranslation(PPDStream& stream, char* option, char* translation, bool* hasSlash) {
     translation[0] = '\0';
+    if (hasSlash)
+        *hasSlash = false;
     stream.SkipWhiteSpace();
     if (!NextToken(stream, option, kOptionKeywordDelimiters, true))
         return false;
-    if (stream.PrevChar() == '/')
+    if (stream.PrevChar() == '/') {
+        if (hasSlash)
+            *hasSlash = true;
         NextToken(stream, translation, kTranslationStringDelimiters, false);
+    }
     return true;
 }
 
@@ -246,9 +274,9 @@ PPDXErrorPtr QJVPPD::ParseOpenUI(PPDStream& stream, const char* key, FlagList& f
     char translation[kLineSizeLimit];
     if (!ReadOptionAndTranslation(stream, option, translation))
         return MakePPDError(PPDErr_OpenUIParsing, false, key);
-    // Without a translation the option keyword (less its asterisk) is the title.
-    std::string localName =
-        translation[0] ? ConvertTranslation(translation) : std::string(option[0] == '*' ? option + 1 : option);
+    // An option without a translation has an empty name: displays show the
+    // keyword in its place, but the model keeps what the file said.
+    std::string localName = translation[0] ? ConvertTranslation(translation) : std::string();
     char type[kLineSizeLimit];
     stream.SkipWhiteSpace();
     if (!NextToken(stream, type, kRangeStringDelimiters, true))

@@ -57,6 +57,9 @@ public:
     const char* QJFileVersion() const { return Text(mQJFileVersion); }
     const char* MakerQJVersion() const { return Text(mQJVersion); }
     const char* QJVersionMac() const { return Text(mQJVersionMac); }
+    /// True when the file holds at least one of the maker's extension
+    /// statements ("*%QJ..."); a plain PPD builds an empty model.
+    bool HasMakerStatements() const { return mMakerStatements; }
     /// Title of the popup job-note window, from "FPPopupAccounting".
     const std::string& PopupAccountingTitle() const { return mPopupAccountingTitle; }
 
@@ -146,7 +149,9 @@ private:
     /// Reads flag words (separated by bars, inside quotes) to the line's end.
     FlagList ReadFlags(PPDStream& stream);
     /// Reads "option[/translation]:"; the translation is empty when absent.
-    bool ReadOptionAndTranslation(PPDStream& stream, char* option, char* translation);
+    /// `hasSlash`, when given, says whether a translation was written at all
+    /// ("/:" writes an empty one).
+    bool ReadOptionAndTranslation(PPDStream& stream, char* option, char* translation, bool* hasSlash = nullptr);
     void AddGroupNameToList(GroupName record);
     const GroupName* FindGroupNameFromList(const char* name) const;
     /// Finds or creates the group, making a plain visible group of that name
@@ -175,6 +180,9 @@ private:
     std::unique_ptr<UIConstraints> mConstraints;
     std::string mPopupAccountingTitle;
     bool mCustomPageSizeChosen = false;
+    bool mMakerStatements = false;
+    /// The line of the statement being read; 0 outside the statement loop.
+    std::uint32_t mStatementLine = 0;
 
     static inline _EXTENSIONS_SUPPORT_ sExtensionsSupport = kExtensionsAll;
 };

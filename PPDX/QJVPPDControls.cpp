@@ -9,6 +9,7 @@
 #include "PPDX/PPDObjects/Controls/PPDXRangeControl.h"
 #include "PPDX/PPDObjects/Controls/PPDXFixedOption.h"
 #include "PPDX/QJVPPD.h"
+#include "util/Numbers.h"
 
 namespace {
 
@@ -70,9 +71,14 @@ PPDXErrorPtr QJVPPD::ParsePopupControl(const char* keyword, std::string localNam
         char option[kLineSizeLimit];
         char translation[kLineSizeLimit];
         NextToken(choice, mainKeyword, kMainKeywordDelimiters, true);
-        if (!ReadOptionAndTranslation(choice, option, translation))
+        bool hasSlash = false;
+        if (!ReadOptionAndTranslation(choice, option, translation, &hasSlash))
             continue;
-        std::string title = translation[0] ? ConvertTranslation(translation) : std::string(option);
+        // No translation: no local name (displays use the keyword); an empty
+        // one ("X/:") stays empty.
+        std::optional<std::string> title;
+        if (hasSlash)
+            title = translation[0] ? ConvertTranslation(translation) : std::string();
         char code[kQuotesStringSizeLimit];
         unsigned limit = kQuotesStringSizeLimit;
         long length = GetPostscriptString(choice, code, limit);
@@ -156,7 +162,8 @@ PPDXErrorPtr QJVPPD::ParseBooleanControl(const char* keyword, std::string localN
         char code[kQuotesStringSizeLimit];
         unsigned limit = kQuotesStringSizeLimit;
         long length = GetPostscriptString(choice, code, limit);
-        CString text(translation[0] ? ConvertTranslation(translation) : std::string(option));
+        // The display text is the translation as written, empty when there is none.
+        CString text(translation[0] ? ConvertTranslation(translation) : std::string());
         (isTrue ? trueText : falseText) = std::move(text);
         (isTrue ? truePS : falsePS) = ToBytes(code, length);
     }
@@ -208,19 +215,27 @@ PPDXErrorPtr QJVPPD::ParseRange(PPDStream& stream, const char* keyword, FlagList
 
     std::unique_ptr<PPDXControl> control;
     if (isFloat) {
-        control = std::make_unique<PPDXFloatRangeControl>(
-            keyword, std::move(title), std::move(flags), ToBytes(code, length),
-            static_cast<float>(std::atof(numbers[0])), static_cast<float>(std::atof(numbers[1])),
-            static_cast<float>(std::atof(numbers[2])), static_cast<float>(std::atof(numbers[3])), true,
-            mConstraints.get());
+        // NaN or infinite bounds would leave every value unclamped and print
+        // "nan" into the job: such a range is refused.
+        std::optional<float> v[4];
+        for (int i = 0; i < 4; ++i)
+            if (!(v[i] = kelvo::LeadingFiniteFloat(numbers[i])))
+                return MakePPDError(PPDErr_RangeParsing, false, keyword);
+        control = std::make_unique<PPDXFloatRangeControl>(keyword, std::move(title), std::move(flags),
+                                                          ToBytes(code, length), *v[0], *v[1], *v[2], *v[3], true,
+                                                          mConstraints.get());
     } else {
-        long increment = std::atol(numbers[2]);
+        // The value is written into the job as a 32-bit integer: numbers
+        // beyond that are refused rather than printed wrapped.
+        std::optional<std::int32_t> v[4];
+        for (int i = 0; i < 4; ++i)
+            if (!(v[i] = kelvo::LeadingInt32(numbers[i])))
+                return MakePPDError(PPDErr_RangeParsing, false, keyword);
         // A zero step would make every value a division by zero later on.
-        if (increment == 0)
+        if (*v[2] == 0)
             return MakePPDError(PPDErr_RangeParsing, false, keyword);
         control = std::make_unique<PPDXRangeControl>(keyword, std::move(title), std::move(flags),
-                                                     ToBytes(code, length), std::atol(numbers[0]),
-                                                     std::atol(numbers[1]), increment, std::atol(numbers[3]), true,
+                                                     ToBytes(code, length), *v[0], *v[1], *v[2], *v[3], true,
                                                      mConstraints.get());
     }
     SetupControl(std::move(control), parent, true);
@@ -230,7 +245,12 @@ PPDXErrorPtr QJVPPD::ParseRange(PPDStream& stream, const char* keyword, FlagList
 PPDXErrorPtr QJVPPD::ParseCustomPageSize(PPDStream& stream, const char* keyword) {
     if (!TextEquals(keyword, "*%ParamCustomPrintSize"))
         return nullptr;
-    auto* control = dynamic_cast<PPDXCustomPageSizeControl*>(mControls->FindAny("*CustomPrintSize"));
+    PPDXControl* existing = mControls->FindAny("*CustomPrintSize");
+    auto* control = dynamic_cast<PPDXCustomPageSizeControl*>(existing);
+    // The keyword already belongs to a control of another type: one control
+    // per keyword, so the size bounds have nowhere to go.
+    if (existing && !control)
+        return MakePPDError(PPDErr_Duplicate, false, "*CustomPrintSize");
     if (!control) {
         auto created = std::make_unique<PPDXCustomPageSizeControl>("*CustomPrintSize", FlagList{}, mConstraints.get());
         control = static_cast<PPDXCustomPageSizeControl*>(
@@ -253,14 +273,14 @@ PPDXErrorPtr QJVPPD::ParseCustomPageSize(PPDStream& stream, const char* keyword)
     const bool haveMax = NextToken(stream, maximum, " \t:", true);
     if (width) {
         if (haveMin)
-            control->SetMinWidth(static_cast<float>(std::atof(minimum)));
+            control->SetMinWidth(kelvo::SaturatingFloat(std::atof(minimum)));
         if (haveMax)
-            control->SetMaxWidth(static_cast<float>(std::atof(maximum)));
+            control->SetMaxWidth(kelvo::SaturatingFloat(std::atof(maximum)));
     } else if (height) {
         if (haveMin)
-            control->SetMinHeight(static_cast<float>(std::atof(minimum)));
+            control->SetMinHeight(kelvo::SaturatingFloat(std::atof(minimum)));
         if (haveMax)
-            control->SetMaxHeight(static_cast<float>(std::atof(maximum)));
+            control->SetMaxHeight(kelvo::SaturatingFloat(std::atof(maximum)));
     }
     return nullptr;
 }
@@ -298,7 +318,11 @@ PPDXErrorPtr QJVPPD::ParseJobNote(PPDStream& stream, const char* keyword, FlagLi
             index = 22;
         if (index < 0)
             continue;
-        if (index >= accepted)
+        // Only exact table words are subject to the extension level: a word
+        // such as "MinLength8" (or a malformed "MinLengthX") is not in the
+        // table, so it always gives the note its minimum length.
+        const bool exactWord = !minLengthWord || token[9] == '\0';
+        if (exactWord && index >= accepted)
             return MakePPDError(PPDErr_UnsupportedJobNoteFlag, false, keyword);
         if (minLengthWord) {
             // MinLength<n>: n is one or two digits; malformed suffixes get

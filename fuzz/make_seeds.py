@@ -5,6 +5,7 @@ PPD readers are known to fail. Several seeds hold bytes an editor would mangle
 (NUL, CR, 0xFF), hence this script. Run from anywhere; the output is checked
 in. Seeds are inputs to start from, not tests: nothing checks their outcome."""
 
+import gzip
 import pathlib
 import shutil
 
@@ -186,6 +187,14 @@ def main():
     for path in sorted((ROOT / "tests" / "data").rglob("*.ppd")) + sorted((ROOT / "samples").glob("*.ppd")):
         name = "project-" + "-".join(path.relative_to(ROOT).with_suffix("").parts[-2:])
         parse[name] = path.read_bytes()
+    # Gzip-compressed input is inflated as it is read: a whole file, one cut
+    # in the middle of its stream, and two members one after the other.
+    sample = (ROOT / "samples" / "kelvo-sample.ppd").read_bytes()
+    packed = gzip.compress(sample, mtime=0)
+    parse["gzip-sample"] = packed
+    parse["gzip-cut"] = packed[: len(packed) // 2]
+    half = len(sample) // 2
+    parse["gzip-two-members"] = gzip.compress(sample[:half], mtime=0) + gzip.compress(sample[half:], mtime=0)
     write("ppd_parse_fuzzer", parse)
     write("text_converter_fuzzer", TEXT_SEEDS)
     write("constraints_fuzzer", CONSTRAINT_SEEDS)

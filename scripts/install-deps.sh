@@ -7,7 +7,7 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   nlohmann-json3-dev libcli11-dev
   clang libclang-rt-14-dev
-  libcups2-dev time
+  libcups2-dev time zlib1g-dev
 )
 
 missing=()

@@ -1,4 +1,4 @@
-// Diagnostic line sink, stderr by default.
+// Diagnostic line sink: silent unless the host installs one.
 #include "util/Log.h"
 
 #include <cstdio>
@@ -14,10 +14,11 @@ LogSink& Sink() {
 } // namespace
 
 void Log(std::string_view line) {
-    if (Sink()) {
+    if (Sink())
         Sink()(line);
-        return;
-    }
+}
+
+void LogToStandardError(std::string_view line) {
     std::fwrite(line.data(), 1, line.size(), stderr);
     if (line.empty() || line.back() != '\n')
         std::fputc('\n', stderr);

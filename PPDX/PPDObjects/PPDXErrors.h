@@ -38,10 +38,16 @@ enum PPDErr : std::int16_t {
     PPDErr_NoPostscript = 35,
     PPDErr_BadConstraint = 36,
     PPDErr_SubGroupNameParsing = 37,
+    /// A warning: a physical line of 255 bytes or more, or a 0xFF byte,
+    /// ended the reading of statements before the end of the file.
+    PPDErr_ReadEndedEarly = 38,
 };
 
 /// The constant's name for a code ("PPDErr_Duplicate"), or null when unknown.
 const char* PPDErrName(std::int16_t code);
+/// A short English sentence saying what the code means ("the same keyword
+/// is declared twice"), or null when the code is unknown.
+const char* PPDErrMessage(std::int16_t code);
 
 /// A parse error: code, fatality and the key or name of the statement.
 class PPDXErrorObj : public CError {
@@ -52,9 +58,14 @@ public:
     }
     /// The keyword text, or null when none was recorded.
     const char* Keyword() const { return mKeyword ? mKeyword->c_str() : nullptr; }
+    /// The 1-based number of the physical line where the error was found, or
+    /// 0 when it belongs to the document as a whole (no pages, no controls...).
+    std::uint32_t Line() const { return mLine; }
+    void SetLine(std::uint32_t line) { mLine = line; }
 
 private:
     std::optional<CString> mKeyword;
+    std::uint32_t mLine = 0;
 };
 
 /// What a parse routine hands back: nothing, or a new error for the list.

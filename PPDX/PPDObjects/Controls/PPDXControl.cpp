@@ -7,6 +7,7 @@
 #include "PPDX/Constraints/UIConstraints.h"
 #include "TextConverter/TextConverter.h"
 #include "util/BoyerMoore.h"
+#include "util/CommentText.h"
 
 namespace {
 
@@ -104,11 +105,14 @@ long PPDXControl::GeneratePSOutputData(unsigned char* out, const unsigned char* 
         total += static_cast<long>(n);
     };
     if (frame) {
-        put(kBeginFeature, sizeof(kBeginFeature) - 1);
-        put(keyword, std::strlen(keyword));
-        put(" ", 1);
-        put(option, std::strlen(option));
-        put("\n", 1);
+        // The keyword and the value text share the comment line: neither
+        // may end it early.
+        std::string line(kBeginFeature);
+        kelvo::AppendCommentSafe(line, keyword);
+        line += ' ';
+        kelvo::AppendCommentSafe(line, option);
+        line += '\n';
+        put(line.data(), line.size());
     }
     if (psLength > 0 && ps)
         put(ps, static_cast<std::size_t>(psLength));
@@ -141,7 +145,9 @@ long PPDXControl::Inject(const char* name, const unsigned char* ps, long psLengt
         }
         replacement += '>';
     } else {
-        replacement = val;
+        // Plain text may land on a comment line of the template (and numbers
+        // are unaffected): keep it on that line.
+        replacement = kelvo::CommentSafe(val);
     }
     // A PostScript string literal would swallow single backslashes as escapes.
     if (!comment)

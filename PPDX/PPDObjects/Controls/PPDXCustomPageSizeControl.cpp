@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "util/Numbers.h"
+
 PPDXCustomPageSizeControl::PPDXCustomPageSizeControl(const char* keyword, FlagList flags, UIConstraints* constraints)
     : PPDXControl(keyword, keyword && *keyword == '*' ? keyword + 1 : (keyword ? keyword : ""), std::move(flags), {},
                   true, constraints) {
@@ -28,7 +30,7 @@ std::string PPDXCustomPageSizeControl::CopyCurrentControlValueString() {
 
 void PPDXCustomPageSizeControl::SetCurrentControlWithCFString(std::string_view value) {
     std::string text(value);
-    mWidth = static_cast<float>(std::atof(text.c_str()));
+    mWidth = kelvo::SaturatingFloat(std::atof(text.c_str()));
     std::size_t blank = text.find(' ');
-    mHeight = blank == std::string::npos ? 0.0f : static_cast<float>(std::atof(text.c_str() + blank + 1));
+    mHeight = blank == std::string::npos ? 0.0f : kelvo::SaturatingFloat(std::atof(text.c_str() + blank + 1));
 }

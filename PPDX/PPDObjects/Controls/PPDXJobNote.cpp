@@ -6,6 +6,7 @@
 #include "PPDX/PPDObjects/Controls/PPDXPopupControl.h"
 #include "PPDX/PopupJobNotesState.h"
 #include "TextConverter/TextConverter.h"
+#include "util/CommentText.h"
 #include "util/Log.h"
 
 PPDXJobNote::PPDXJobNote(const char* keyword, std::string localName, FlagList flags, PSBytes ps,
@@ -98,10 +99,10 @@ long PPDXJobNote::PostScript(unsigned char* out) {
 
 const std::string& PPDXJobNote::BuildPDLString(const char* notes) {
     std::string body;
-    if (mFlags & kJNResume) {
-        body = std::string("%%PersPassword: ") + (notes ? notes : "") + "\n";
-    } else if (mFlags & kJNMember) {
-        body = std::string("%%DeptPassword: ") + (notes ? notes : "") + "\n";
+    if (mFlags & (kJNResume | kJNMember)) {
+        body = (mFlags & kJNResume) ? "%%PersPassword: " : "%%DeptPassword: ";
+        kelvo::AppendCommentSafe(body, notes ? notes : "");
+        body += '\n';
     } else {
         // "%%QJVCustom1: " and its siblings are reserved for *Notes1, *Notes2
         // and *Instruc, but only for the built-in keyword objects themselves,

@@ -7,6 +7,7 @@
 
 #include "PPDX/PopupJobNotesState.h"
 #include "TextConverter/TextConverter.h"
+#include "util/CaseFold.h"
 
 const char* _PopupItem::displayName() const {
     if (!localName)
@@ -161,7 +162,7 @@ void PPDXPopupControl::SetCurrentControlWithCFString(std::string_view value) {
         const _PopupItem& item = *mItems[i];
         bool match = false;
         if (profile && item.localName)
-            match = item.localName->size() == text.size() && strcasecmp(item.localName->c_str(), text.c_str()) == 0;
+            match = kelvo::EqualsIgnoringCaseUTF8(*item.localName, text);
         if (!match)
             match = item.keyword && *item.keyword == text.c_str();
         if (match) {

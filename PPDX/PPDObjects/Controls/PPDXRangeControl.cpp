@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "util/Numbers.h"
+
 namespace {
 std::string Format(const char* format, double value) {
     char buffer[64];
@@ -57,7 +59,9 @@ long PPDXRangeControl::PostScript(unsigned char* out) {
 std::string PPDXRangeControl::CopyCurrentControlValueString() { return ValueText(); }
 
 void PPDXRangeControl::SetCurrentControlWithCFString(std::string_view value) {
-    SetValue(std::atol(std::string(value).c_str()));
+    // strtol saturates beyond 64 bits, and SetValue clamps to the bounds,
+    // which the parser keeps within 32 bits: nothing wraps.
+    SetValue(std::strtol(std::string(value).c_str(), nullptr, 10));
 }
 
 PPDXFloatRangeControl::PPDXFloatRangeControl(const char* keyword, std::string localName, FlagList flags, PSBytes ps,
@@ -73,6 +77,10 @@ PPDXFloatRangeControl::PPDXFloatRangeControl(const char* keyword, std::string lo
 }
 
 void PPDXFloatRangeControl::SetValue(float value) {
+    // NaN is no value at all: it would pass both bound checks and reach the
+    // job as "nan". Infinities clamp to the bounds like any other number.
+    if (std::isnan(value))
+        return;
     mValue = value;
     if (mValue < mMin)
         mValue = mMin;
@@ -100,5 +108,9 @@ long PPDXFloatRangeControl::PostScript(unsigned char* out) {
 std::string PPDXFloatRangeControl::CopyCurrentControlValueString() { return Format("%.3f", mValue); }
 
 void PPDXFloatRangeControl::SetCurrentControlWithCFString(std::string_view value) {
-    SetValue(static_cast<float>(std::atof(std::string(value).c_str())));
+    // "nan" leaves the value as it is; "inf" and numbers beyond a float's
+    // range clamp to the bounds.
+    const double number = std::strtod(std::string(value).c_str(), nullptr);
+    if (!std::isnan(number))
+        SetValue(kelvo::SaturatingFloat(number));
 }
