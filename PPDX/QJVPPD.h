@@ -176,7 +176,7 @@ private:
     std::optional<CString> mQJVersion;
     std::optional<CString> mQJVersionMac;
     std::vector<CString> mStringList;
-    std::vector<GroupName> mGroupNames;
+    GroupNameList mGroupNames;
     std::unique_ptr<UIConstraints> mConstraints;
     std::string mPopupAccountingTitle;
     bool mCustomPageSizeChosen = false;

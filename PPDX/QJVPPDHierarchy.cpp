@@ -114,12 +114,7 @@ void QJVPPD::AddGroupNameToList(GroupName record) {
     mGroupNames.push_back(std::move(record));
 }
 
-const GroupName* QJVPPD::FindGroupNameFromList(const char* name) const {
-    for (const GroupName& record : mGroupNames)
-        if (record.name == name)
-            return &record;
-    return nullptr;
-}
+const GroupName* QJVPPD::FindGroupNameFromList(const char* name) const { return mGroupNames.Find(name); }
 
 PPDXGroup* QJVPPD::FindAndCreateParent(const char* name) {
     const GroupName* record = FindGroupNameFromList(name);

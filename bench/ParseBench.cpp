@@ -2,6 +2,12 @@
 // a plain memchr line count, on generated PPDs of 0.5 to 4 MiB. After the runs
 // it prints the ratios the reader is held to, from the run's own results.
 //
+// The BM_Hostile* cases read files built to make reading expensive (two
+// 5,000-choice popups constrained whole-key against each other, a popup of
+// 100,000 choices, 40,000 groups), each against an ordinary file of the same
+// size read the same way, and report the time and heap ratios:
+//   kelvo-parse-bench --benchmark_filter=Hostile
+//
 //   kelvo-parse-bench [--ppd-dir=DIR] [benchmark flags]
 //
 // The files are generated into DIR (default: a temporary directory), reused
@@ -10,6 +16,7 @@
 #include <benchmark/benchmark.h>
 #include <cups/ppd.h>
 #include <fcntl.h>
+#include <malloc.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -26,6 +33,7 @@
 
 #include "GenerateExtendedPPD.h"
 #include "GeneratedPPDCheck.h"
+#include "HostilePPD.h"
 #include "LineScan.h"
 #include "PPDX/QJVPPD.h"
 
@@ -163,6 +171,63 @@ void LibcupsConflictsOnly(benchmark::State& state, const BenchFile* f) {
 
 std::string SizeLabel(std::size_t sizeKB) { return std::to_string(sizeKB) + "KiB"; }
 
+// A hostile file and an ordinary one of the same size, both read from memory.
+struct HostileCase {
+    std::string name;
+    std::string hostile;
+    std::string ordinary;
+    // Heap bytes a parsed document holds, measured once before the runs.
+    std::size_t hostileHeap = 0;
+    std::size_t ordinaryHeap = 0;
+};
+
+std::vector<HostileCase> MakeHostileCases() {
+    std::vector<HostileCase> cases = {
+        {"WholeKey2x5000", kelvohostile::CrossConstrainedPopups(5000), {}},
+        {"Popup100000", kelvohostile::HugePopup(100000), {}},
+        {"Groups40000", kelvohostile::ManyGroups(40000), {}},
+    };
+    for (HostileCase& c : cases)
+        c.ordinary = kelvohostile::OrdinaryOfSize(c.hostile.size());
+    return cases;
+}
+
+// The heap a document built from `text` holds while it lives.
+std::size_t HeapOfDocument(const std::string& text) {
+    malloc_trim(0);
+    const struct mallinfo2 before = mallinfo2();
+    QJVPPDRef doc = QJVPPD::FromBytes(text, kParseAll);
+    const struct mallinfo2 after = mallinfo2();
+    if (!doc || doc->GetErrors()->Count() != 0)
+        Fail("a generated hostile-input file did not read cleanly");
+    const std::size_t used = after.uordblks + after.hblkhd, base = before.uordblks + before.hblkhd;
+    return used > base ? used - base : 0;
+}
+
+void ParseFromBytes(benchmark::State& state, const std::string* text) {
+    for (auto _ : state) {
+        QJVPPDRef doc = QJVPPD::FromBytes(*text, kParseAll);
+        benchmark::DoNotOptimize(doc.get());
+    }
+    state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(text->size()));
+}
+
+// The panel's question on the whole-key file: every choice of one popup
+// excludes all but one of the other's, and the other side is selected.
+void HostileConstraintQuery(benchmark::State& state, const HostileCase* c) {
+    QJVPPDRef doc = QJVPPD::FromBytes(c->hostile, kParseAll);
+    doc->SetValueForKey("*QJB", kelvohostile::ChoiceName('b', 9));
+    std::vector<std::string> choices;
+    for (std::size_t i = 0; i < 5000; i += 97)
+        choices.push_back(kelvohostile::ChoiceName('a', i));
+    std::size_t i = 0;
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(doc->IsKVConstrained("*QJA", choices[i].c_str()));
+        i = i + 1 == choices.size() ? 0 : i + 1;
+    }
+    state.SetItemsProcessed(state.iterations());
+}
+
 // Keeps the CPU time per iteration of every benchmark (the median when
 // repetitions are asked for) while the console reporter prints as usual.
 class CollectingReporter : public benchmark::ConsoleReporter {
@@ -269,6 +334,32 @@ void PrintRatios(const CollectingReporter& r, const std::vector<BenchFile>& file
                 Cell(spread, "%.2f").c_str(), Verdict(spread >= 0, spread < 1.3));
 }
 
+void PrintHostileRatios(const CollectingReporter& r, const std::vector<HostileCase>& cases) {
+    bool any = false;
+    for (const HostileCase& c : cases)
+        any = any || r.Ns("BM_HostileParse/" + c.name) >= 0;
+    if (!any)
+        return;
+    std::printf("\nHostile input against an ordinary file of the same size (same run, read from memory)\n\n");
+    std::printf("%-16s %9s %11s %12s %8s %12s %12s %10s\n", "case", "file KiB", "hostile ms", "ordinary ms",
+                "ratio", "heap/file", "ordinary", "heap ratio");
+    for (const HostileCase& c : cases) {
+        const double hostile = r.Ns("BM_HostileParse/" + c.name);
+        const double ordinary = r.Ns("BM_HostileSameSizeOrdinaryParse/" + c.name);
+        const double file = static_cast<double>(c.hostile.size());
+        std::printf("%-16s %9.0f %11s %12s %8s %12s %12s %10s\n", c.name.c_str(), file / 1024,
+                    Cell(hostile / 1e6, "%.2f").c_str(), Cell(ordinary / 1e6, "%.2f").c_str(),
+                    Cell(Ratio(hostile, ordinary), "%.2fx").c_str(),
+                    Cell(static_cast<double>(c.hostileHeap) / file, "%.1fx").c_str(),
+                    Cell(static_cast<double>(c.ordinaryHeap) / static_cast<double>(c.ordinary.size()), "%.1fx").c_str(),
+                    Cell(Ratio(static_cast<double>(c.hostileHeap), static_cast<double>(c.ordinaryHeap)), "%.2fx")
+                        .c_str());
+    }
+    const double query = r.Ns("BM_HostileConstraintQuery/WholeKey2x5000");
+    if (query >= 0)
+        std::printf("\nOne IsKVConstrained on the whole-key file (5,000 partners): %.1f us\n", query / 1e3);
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -323,10 +414,24 @@ int main(int argc, char** argv) {
             ->Unit(benchmark::kMicrosecond);
     }
 
+    std::vector<HostileCase> hostile = MakeHostileCases();
+    for (HostileCase& c : hostile) {
+        c.hostileHeap = HeapOfDocument(c.hostile);
+        c.ordinaryHeap = HeapOfDocument(c.ordinary);
+        benchmark::RegisterBenchmark(("BM_HostileParse/" + c.name).c_str(), ParseFromBytes, &c.hostile)
+            ->Unit(benchmark::kMillisecond);
+        benchmark::RegisterBenchmark(("BM_HostileSameSizeOrdinaryParse/" + c.name).c_str(), ParseFromBytes,
+                                     &c.ordinary)
+            ->Unit(benchmark::kMillisecond);
+    }
+    benchmark::RegisterBenchmark("BM_HostileConstraintQuery/WholeKey2x5000", HostileConstraintQuery, &hostile[0])
+        ->Unit(benchmark::kMicrosecond);
+
     CollectingReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
     benchmark::Shutdown();
     PrintRatios(reporter, files);
+    PrintHostileRatios(reporter, hostile);
 
     if (ownDir)
         std::filesystem::remove_all(dir, ec);

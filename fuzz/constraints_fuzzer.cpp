@@ -154,6 +154,43 @@ void SolveAndCheck(ConstraintsEngine& engine, const KVCache& request, bool keep)
             Require(proposal.Lookup(pair) >= 0);
 }
 
+bool SameOrder(const KVCache& a, const KVCache& b) { return std::equal(a.begin(), a.end(), b.begin(), b.end()); }
+
+// The solver over the stored table and over the same table written out pair
+// by pair must agree on everything, order included.
+void CompareWithWrittenOut(const UIConstraints& table, const std::vector<KVCache>& requests) {
+    const ConstraintForest& stored = table.GetConstraintForest();
+    ConstraintForest written = stored.Expanded();
+    ConstraintForest switched = stored;
+    ConstraintsEngine a(&table.CurrentSelections(), &switched, &table.GetKeyForest());
+    ConstraintsEngine b(&table.CurrentSelections(), &written, &table.GetKeyForest());
+    // Switch every third entry off, in both.
+    std::size_t n = 0;
+    for (const KVPair& row : stored.Rows())
+        for (const ConstraintEntry& e : stored.Entries(row.first, row.second))
+            if (n++ % 3 == 0)
+                Require(switched.DisableConstraints(row.first, row.second, e.pair.first, e.pair.second) ==
+                        written.DisableConstraints(row.first, row.second, e.pair.first, e.pair.second));
+    for (std::size_t i = 0; i < requests.size() && i < kMaxSolves; ++i) {
+        for (int round = 0; round < 2; ++round) {
+            const _KVErrorSet ta = a.Test(&requests[i]), tb = b.Test(&requests[i]);
+            Require(SameOrder(ta.conflicts, tb.conflicts) && SameOrder(ta.candidates, tb.candidates));
+            KVCache pa = requests[i], pb = requests[i];
+            const _KVErrorSet sa = a.Solve(&pa, false), sb = b.Solve(&pb, false);
+            Require(SameOrder(pa, pb) && SameOrder(sa.conflicts, sb.conflicts));
+            Require(SameOrder(a.ListScreenedConstraints(requests[i], true, -1),
+                              b.ListScreenedConstraints(requests[i], true, -1)));
+            Require(SameOrder(a.ListScreenedConstraints(requests[i], false, -1),
+                              b.ListScreenedConstraints(requests[i], false, -1)));
+            // Then everything on again.
+            for (const KVPair& row : stored.Rows())
+                for (const ConstraintEntry& e : stored.Entries(row.first, row.second))
+                    Require(switched.EnableConstraints(row.first, row.second, e.pair.first, e.pair.second) &&
+                            written.EnableConstraints(row.first, row.second, e.pair.first, e.pair.second));
+        }
+    }
+}
+
 // The table's own promises: an interned text maps back to itself, and a
 // declaration made twice is stored once.
 void CheckTable(const UIConstraints& table, const Script& script) {
@@ -171,14 +208,26 @@ void CheckTable(const UIConstraints& table, const Script& script) {
         for (const std::string& word : words)
             roundTrip(word);
     for (const ConstraintForest* forest : {&table.GetConstraintForest(), &table.GetRequiresForest()}) {
+        // Whole-key declarations are kept as rules; every answer must be
+        // that of the table written out pair by pair.
+        const ConstraintForest expanded = forest->Expanded();
+        Require(expanded.Count() == forest->Count());
+        Require(expanded.Rows() == forest->Rows());
         std::size_t entries = 0;
-        for (const auto& [key, tree] : forest->Trees()) {
-            for (const auto& [choice, list] : tree.Items()) {
-                for (std::size_t i = 0; i < list.size(); ++i)
-                    for (std::size_t j = i + 1; j < list.size(); ++j)
-                        Require(list[i].pair != list[j].pair);
-                entries += list.size();
+        for (const KVPair& row : forest->Rows()) {
+            const std::vector<ConstraintEntry> list = forest->Entries(row.first, row.second);
+            const std::vector<ConstraintEntry> written = expanded.Entries(row.first, row.second);
+            Require(!list.empty() && list.size() == written.size());
+            for (std::size_t i = 0; i < list.size(); ++i) {
+                Require(list[i].pair == written[i].pair && list[i].enabled == written[i].enabled);
+                Require(forest->Holds(row.first, row.second, list[i].pair, false));
+                for (std::size_t j = i + 1; j < list.size(); ++j)
+                    Require(list[i].pair != list[j].pair);
             }
+            const auto a = forest->GetConstraintList(row.first, row.second);
+            const auto b = expanded.GetConstraintList(row.first, row.second);
+            Require(a && b && *a == *b);
+            entries += list.size();
         }
         Require(entries == forest->Count());
     }
@@ -212,6 +261,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         table.Engine().ListScreenedConstraints(table.CurrentSelections(), true, keyId);
     }
     table.Engine().ListScreenedConstraints(table.CurrentSelections(), false, -1);
+
+    CompareWithWrittenOut(table, requests);
 
     KVCache locked;
     for (const std::vector<std::string>& lock : script.locks)

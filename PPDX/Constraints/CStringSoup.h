@@ -7,7 +7,7 @@
 #include <deque>
 #include <string>
 #include <string_view>
-#include <unordered_map>
+#include <vector>
 
 /// Hands out dense ids (0, 1, 2, ...) for distinct byte strings.
 class CStringSoup {
@@ -28,8 +28,6 @@ public:
     std::size_t Size() const { return mTexts.size(); }
 
 private:
-    // The map's keys view the texts; a deque never moves its elements, so
-    // the views stay valid as texts are added, and a lookup needs no copy.
     /// A direct-mapped memo of recent texts: constraint statements repeat
     /// the same few keys and choices, and a slot check is much cheaper than
     /// hashing the whole text.
@@ -42,7 +40,21 @@ private:
                kMemoSlots;
     }
 
+    /// One slot of the open-addressed index: the text's hash and its id, or
+    /// kMissing when the slot is free.
+    struct Slot {
+        std::uint64_t hash = 0;
+        std::int64_t id = kMissing;
+    };
+    /// The slot holding `text`, or the free slot where it would go.
+    std::size_t SlotOf(std::string_view text, std::uint64_t hash) const;
+    void Grow();
+
     std::int64_t mMemo[kMemoSlots];
+    // A deque never moves its elements, so a text keeps its place for good.
     std::deque<std::string> mTexts;
-    std::unordered_map<std::string_view, std::int64_t> mIds;
+    // Text -> id, by linear probing in one array, at most half full. A file
+    // can name hundreds of thousands of distinct choices; a node per text
+    // would cost an allocation and a cache miss each, on the way in and out.
+    std::vector<Slot> mSlots;
 };

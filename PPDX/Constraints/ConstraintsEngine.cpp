@@ -2,12 +2,41 @@
 #include "PPDX/Constraints/ConstraintsEngine.h"
 
 #include <algorithm>
+#include <optional>
+#include <unordered_set>
 
 namespace {
 
 const KVCache kNoSelections;
 const ConstraintForest kNoConstraints;
 const KeyForest kNoKeys;
+
+constexpr std::size_t kScanLimit = 32;
+
+/// Whether a selection holds a pair: a scan while that is cheap, a hash set
+/// once a long selection has been asked often. A whole-key rule can give one
+/// choice thousands of partners, and a document can have thousands of
+/// selections; scanning one for each of the other would be quadratic. The
+/// selection must outlive the probe and stay unchanged.
+class SelectionProbe {
+public:
+    explicit SelectionProbe(const KVCache& pairs) : mPairs(pairs) {}
+
+    bool Holds(const KVPair& pair) {
+        if (mPairs.size() <= kScanLimit || ++mScans <= kScansBeforeIndex)
+            return std::find(mPairs.begin(), mPairs.end(), pair) != mPairs.end();
+        if (mSet.empty())
+            mSet.insert(mPairs.begin(), mPairs.end());
+        return mSet.count(pair) != 0;
+    }
+
+private:
+    static constexpr std::size_t kScansBeforeIndex = 8;
+
+    const KVCache& mPairs;
+    std::size_t mScans = 0;
+    std::unordered_set<KVPair, KVPairHash> mSet;
+};
 
 } // namespace
 
@@ -27,32 +56,36 @@ _KVErrorSet ConstraintsEngine::Test(const KVCache* delta) const {
     KVCache working = *mCurrent;
     for (const KVPair& pair : *delta)
         working.Insert(pair);
+    SelectionProbe selected(working);
 
     for (const KVPair& proposed : *delta) {
-        std::unique_ptr<ItemConstraintList> list = mForest->GetConstraintList(proposed.first, proposed.second);
+        const std::unique_ptr<ItemConstraintList> list = mForest->GetConstraintList(proposed.first, proposed.second);
         if (!list)
             continue;
-        ItemConstraintList pending = *list;
-        const ItemConstraintList excluded = std::move(*list);
-        list.reset();
+        // Whether (proposed) also excludes `pair`: a short list is scanned; a
+        // long one (a whole-key rule's) is asked of the forest, which knows
+        // without a search.
+        auto excludes = [&](const KVPair& pair) {
+            if (list->size() <= kScanLimit)
+                return std::find(list->begin(), list->end(), pair) != list->end();
+            return mForest->Holds(proposed.first, proposed.second, pair, true);
+        };
 
-        while (!pending.empty()) {
-            const KVPair partner = pending.back();
-            pending.pop_back();
-            if (working.Lookup(partner) < 0)
+        for (auto partner = list->rbegin(); partner != list->rend(); ++partner) {
+            if (!selected.Holds(*partner))
                 continue; // the other side is not selected: no conflict
-            errors.conflicts.add(partner);
+            errors.conflicts.add(*partner);
 
-            const std::vector<std::int64_t>& choices = mKeys->GetItems(partner.first);
+            const std::vector<std::int64_t>& choices = mKeys->GetItems(partner->first);
             for (auto it = choices.rbegin(); it != choices.rend(); ++it) {
                 const std::int64_t alternative = *it;
-                if (alternative == partner.second)
+                if (alternative == partner->second)
                     continue;
                 // An alternative the same proposed pair also excludes would
                 // only trade one conflict for another.
-                if (std::find(excluded.begin(), excluded.end(), KVPair{partner.first, alternative}) != excluded.end())
+                if (excludes(KVPair{partner->first, alternative}))
                     continue;
-                errors.candidates.add(KVPair{partner.first, alternative});
+                errors.candidates.add(KVPair{partner->first, alternative});
             }
         }
     }
@@ -63,12 +96,13 @@ bool ConstraintsEngine::HasConflict(const KVCache& delta) const {
     KVCache working = *mCurrent;
     for (const KVPair& pair : delta)
         working.Insert(pair);
+    SelectionProbe selected(working);
     for (const KVPair& proposed : delta) {
         std::unique_ptr<ItemConstraintList> list = mForest->GetConstraintList(proposed.first, proposed.second);
         if (!list)
             continue;
         for (const KVPair& partner : *list)
-            if (working.Lookup(partner) >= 0)
+            if (selected.Holds(partner))
                 return true;
     }
     return false;
@@ -165,16 +199,15 @@ KVCache ConstraintsEngine::TestLockedStatus(KVCache* candidates) const {
 KVCache ConstraintsEngine::ListScreenedConstraints(const KVCache& selection, bool enabledOnly,
                                                    std::int64_t key) const {
     KVCache screened;
-    for (const auto& [treeKey, tree] : mForest->Trees()) {
-        if (key >= 0 && treeKey != key)
-            continue;
-        for (const auto& [choice, entries] : tree.Items()) {
-            const bool hit = std::any_of(entries.begin(), entries.end(), [&](const ConstraintEntry& e) {
-                return (e.enabled || !enabledOnly) && selection.Lookup(e.pair) >= 0;
-            });
-            if (hit)
-                screened.add(KVPair{treeKey, choice});
-        }
+    const std::optional<std::int64_t> only = key >= 0 ? std::optional<std::int64_t>(key) : std::nullopt;
+    // Asked pair by pair of the selection rather than entry by entry of each
+    // list: a whole-key rule's lists are long, a selection is short.
+    for (const KVPair& row : mForest->Rows(only)) {
+        const bool hit = std::any_of(selection.begin(), selection.end(), [&](const KVPair& pair) {
+            return mForest->Holds(row.first, row.second, pair, enabledOnly);
+        });
+        if (hit)
+            screened.add(row);
     }
     return screened;
 }
@@ -186,7 +219,7 @@ KVCache ConstraintsEngine::ListCurrentConstraints(std::int64_t key) const {
     for (std::int64_t choice : mKeys->GetItems(key)) {
         KVCache delta;
         delta.Insert(key, choice);
-        if (!Test(&delta).Empty())
+        if (HasConflict(delta))
             constrained.add(KVPair{key, choice});
     }
     return constrained;

@@ -33,6 +33,9 @@ public:
     /// (from the back of the key's choice list) that the same delta pair does
     /// not exclude is a candidate. Stateless.
     _KVErrorSet Test(const KVCache* delta) const;
+    /// Same answer as !Test(&delta).Empty(), stopping at the first conflict
+    /// and collecting no candidates: the panel's yes-or-no question.
+    bool HasConflict(const KVCache& delta) const;
     /// Breadth-first search for a conflict-free extension of `proposal`,
     /// which is changed in place. Solved: the returned conflicts are empty and
     /// `proposal` holds the request plus the changes that settle it.
@@ -72,8 +75,6 @@ public:
 private:
     _KVErrorSet RSolve(KVCache* proposal, bool keepProposedKeys);
     bool AlreadyTried(const KVCache& proposal) const;
-    /// Same answer as !Test(&delta).Empty(), stopping at the first conflict.
-    bool HasConflict(const KVCache& delta) const;
 
     std::deque<KVCache> mQueue;
     std::vector<KVCache> mTried;

@@ -1,6 +1,7 @@
 // Ordered (key id, choice id) pairs: current selections, proposals, results.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <utility>
@@ -11,6 +12,17 @@ using KVPair = std::pair<std::int64_t, std::int64_t>;
 struct KeyOptionGreater {
     bool operator()(const KVPair& a, const KVPair& b) const {
         return a.first != b.first ? a.first > b.first : a.second > b.second;
+    }
+};
+
+/// Hash of a pair of ids. Ids are small dense integers; odd multipliers
+/// spread them well enough for a hash table.
+struct KVPairHash {
+    std::size_t operator()(const KVPair& p) const {
+        std::uint64_t h = static_cast<std::uint64_t>(p.first) * 0x9E3779B97F4A7C15ull;
+        h ^= static_cast<std::uint64_t>(p.second);
+        h *= 0xC2B2AE3D27D4EB4Full;
+        return static_cast<std::size_t>(h ^ (h >> 31));
     }
 };
 

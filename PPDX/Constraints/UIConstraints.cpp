@@ -66,33 +66,24 @@ void UIConstraints::Resolve() {
     const std::int64_t empty = mStrings.Find("");
     if (empty == CStringSoup::kMissing)
         return;
-    // Found, not inserted: a string nobody interned cannot be a choice.
-    const std::int64_t falseId = mStrings.Find("False");
-    const std::int64_t noneId = mStrings.Find("None");
-    auto expands = [falseId, noneId](std::int64_t choice) { return choice != falseId && choice != noneId; };
-
+    // Found, not inserted: a string nobody interned cannot be a choice. Its
+    // id can only go from missing to known, which the forests rely on.
+    const std::int64_t skipped[] = {mStrings.Find("False"), mStrings.Find("None")};
+    auto given = [empty](std::int64_t choice) {
+        return choice == empty ? std::nullopt : std::optional<std::int64_t>(choice);
+    };
+    // The forests keep each declaration as one rule over the choices known
+    // now: written out, two popups of a few thousand choices each would be
+    // millions of pairs.
     for (const Deferred& d : mDeferred) {
         ConstraintForest& forest = d.isRequires ? mRequires : mConstraints;
-        const ConstraintType type = d.isRequires ? kConstraintRequires : kConstraintExcludes;
-        if (d.choice1 != empty) {
-            for (std::int64_t c : mKeys.GetItems(d.key2))
-                if (expands(c))
-                    forest.insert(d.key1, d.choice1, d.key2, c, type);
-        } else if (d.choice2 != empty) {
-            for (std::int64_t c : mKeys.GetItems(d.key1))
-                if (expands(c))
-                    forest.insert(d.key1, c, d.key2, d.choice2, type);
-        } else {
-            for (std::int64_t a : mKeys.GetItems(d.key1)) {
-                if (!expands(a))
-                    continue;
-                for (std::int64_t b : mKeys.GetItems(d.key2))
-                    if (expands(b))
-                        forest.insert(d.key1, a, d.key2, b, type);
-            }
-        }
+        if (d.choice1 != empty)
+            forest.insertWholeKey(mKeys, d.key1, d.choice1, d.key2, std::nullopt, skipped);
+        else
+            forest.insertWholeKey(mKeys, d.key1, std::nullopt, d.key2, given(d.choice2), skipped);
     }
     mDeferred.clear();
+    mDeferred.shrink_to_fit();
 }
 
 bool UIConstraints::IsKVConstrained(const char* key, const char* choice) {
@@ -110,7 +101,7 @@ bool UIConstraints::IsKVConstrained(std::int64_t keyId, std::int64_t choiceId) {
 }
 
 bool UIConstraints::ValidateDelta(const KVCache& delta) {
-    return Engine().Test(&delta).Empty();
+    return !Engine().HasConflict(delta);
 }
 
 ConstraintsEngine& UIConstraints::Engine() {

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -36,10 +37,12 @@ public:
     /// Records `choice` as the current selection of `key`.
     void UpdateKVCache(const char* key, const char* choice);
     void UpdateKVCache(std::int64_t keyId, std::int64_t choiceId);
-    /// Expands whole-key declarations over the choices known now, leaving out
-    /// "False" and "None" (a Boolean's off state and the usual "no option"
-    /// choice never exclude anything), then forgets them: the table is filled
-    /// once, and choices registered afterwards are not expanded.
+    /// Completes whole-key declarations over the choices known now, leaving
+    /// out "False" and "None" (a Boolean's off state and the usual "no
+    /// option" choice never exclude anything): the table is filled once, and
+    /// choices registered afterwards are not covered. Each declaration stays
+    /// one rule of its forest (ConstraintForest::insertWholeKey), answered as
+    /// if written out pair by pair, so the table's size follows the file's.
     void Resolve();
 
     /// Would selecting `choice` for `key` conflict with the current selections?

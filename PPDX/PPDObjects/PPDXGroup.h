@@ -1,8 +1,13 @@
 // Groups that hold controls: plain groups, roll-down sections and scroll panes.
 #pragma once
 
+#include <cstddef>
+#include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
 
 #include "PPDX/PPDObjects/PPDXControls.h"
 #include "PPDX/PPDObjects/PPDXElement.h"
@@ -47,4 +52,30 @@ struct GroupName {
     CString name;
     std::string translation;
     bool visible = false;
+};
+
+/// The declared groups in declaration order, with a look-up by name. A name
+/// may be declared more than once; the look-up reports its first record.
+class GroupNameList {
+public:
+    void push_back(GroupName record);
+    /// The first record named `name`, or null (also for a null name). The
+    /// pointer is valid until the next push_back or clear.
+    const GroupName* Find(const char* name) const;
+    void clear();
+    std::size_t size() const { return mRecords.size(); }
+    auto begin() const { return mRecords.begin(); }
+    auto end() const { return mRecords.end(); }
+
+private:
+    struct NameHash {
+        using is_transparent = void;
+        std::size_t operator()(std::string_view text) const { return std::hash<std::string_view>{}(text); }
+    };
+
+    std::vector<GroupName> mRecords;
+    // Name -> index of its first record: every control's group line and
+    // every parent line looks a name up, and a file can declare tens of
+    // thousands of groups.
+    std::unordered_map<std::string, std::size_t, NameHash, std::equal_to<>> mFirst;
 };

@@ -2,7 +2,11 @@
 #pragma once
 
 #include <cstring>
+#include <functional>
 #include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "PPDX/PPDObjects/PPDXElement.h"
@@ -24,8 +28,12 @@ public:
     PPDXElementCollection& operator=(const PPDXElementCollection&) = delete;
 
     void Add(T* item) {
-        if (item)
-            mItems.push_back(item);
+        if (!item)
+            return;
+        mItems.push_back(item);
+        // The first element added under a keyword is the one Find reports.
+        if (const char* keyword = item->Keyword())
+            mByKeyword.try_emplace(keyword, item);
     }
     std::size_t Count() const { return mItems.size(); }
     bool Empty() const { return mItems.empty(); }
@@ -34,10 +42,16 @@ public:
         return Next();
     }
     T* Next() { return mCursor < mItems.size() ? mItems[mCursor++] : nullptr; }
-    /// With `exact` true the name must match; otherwise it may be a part of it.
+    /// With `exact` true the name must match; otherwise it may be a part of
+    /// it. Either way the first element in collection order is reported; an
+    /// exact match is a hash look-up, a partial one a walk.
     T* Find(const char* name, bool exact = true) const {
         if (!name)
             return nullptr;
+        if (exact) {
+            auto it = mByKeyword.find(std::string_view(name));
+            return it == mByKeyword.end() ? nullptr : it->second;
+        }
         for (T* item : mItems) {
             if (KeywordMatches(item->Keyword(), name, exact))
                 return item;
@@ -47,8 +61,17 @@ public:
     const std::vector<T*>& All() const { return mItems; }
 
 private:
+    struct KeywordHash {
+        using is_transparent = void;
+        std::size_t operator()(std::string_view text) const { return std::hash<std::string_view>{}(text); }
+    };
+
     bool mOwns;
     std::vector<T*> mItems;
+    // Keyword -> the first element added with it. The reader looks a group
+    // up for every group line and every control: with a walk, a file of
+    // tens of thousands of groups would take seconds.
+    std::unordered_map<std::string, T*, KeywordHash, std::equal_to<>> mByKeyword;
     std::size_t mCursor = 0;
 };
 

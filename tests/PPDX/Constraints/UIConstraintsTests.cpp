@@ -17,11 +17,10 @@ using Entry = std::tuple<std::string, std::string, std::string, std::string>;
 std::set<Entry> Entries(const UIConstraints& table, const ConstraintForest& forest) {
     const CStringSoup& soup = table.GetConstraintStrings();
     std::set<Entry> entries;
-    for (const auto& [key, tree] : forest.Trees())
-        for (const auto& [choice, list] : tree.Items())
-            for (const ConstraintEntry& e : list)
-                entries.emplace(*soup.Text(key), *soup.Text(choice), *soup.Text(e.pair.first),
-                                *soup.Text(e.pair.second));
+    for (const KVPair& row : forest.Rows())
+        for (const ConstraintEntry& e : forest.Entries(row.first, row.second))
+            entries.emplace(*soup.Text(row.first), *soup.Text(row.second), *soup.Text(e.pair.first),
+                            *soup.Text(e.pair.second));
     return entries;
 }
 
