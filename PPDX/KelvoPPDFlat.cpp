@@ -1,55 +1,17 @@
-// The flat C interface: one-line forwards from opaque handles to the model.
-//
-// Handles are the model's own pointers in disguise. Every element handle is
-// made from a PPDXElement* (never from a derived pointer), so turning it back
-// and asking dynamic_cast for the kind a function needs is always valid; a
-// handle of the wrong kind comes out null and is treated like a null handle.
+// The flat C interface over the document and its lists: one-line forwards
+// from opaque handles to the model (the per-kind control functions are in
+// KelvoPPDControls.cpp, the newer queries in KelvoPPDQueries.cpp).
 #include "PPDX/KelvoPPD.h"
 
-#include <algorithm>
-#include <cstring>
-#include <new>
-#include <string>
-
+#include "PPDX/KelvoPPDHandles.h"
 #include "PPDX/PPDObjects/Controls/PPDXBooleanControl.h"
-#include "PPDX/PPDObjects/Controls/PPDXCustomPageSizeControl.h"
-#include "PPDX/PPDObjects/Controls/PPDXJobNote.h"
-#include "PPDX/PPDObjects/Controls/PPDXPopupControl.h"
-#include "PPDX/PPDObjects/Controls/PPDXRangeControl.h"
 #include "PPDX/PPDObjects/Controls/PPDXFixedOption.h"
-#include "PPDX/QJVPPD.h"
+#include "PPDX/PPDObjects/Controls/PPDXJobNote.h"
+#include "PPDX/PPDObjects/Controls/PPDXRangeControl.h"
+
+using namespace kelvo::capi;
 
 namespace {
-
-// Handle <-> model pointer. The const_casts are only the C side's const
-// promises being dropped; the functions below keep them.
-QJVPPD* Doc(const KelvoDocument* h) { return reinterpret_cast<QJVPPD*>(const_cast<KelvoDocument*>(h)); }
-KelvoDocument* H(QJVPPD* p) { return reinterpret_cast<KelvoDocument*>(p); }
-PPDXErrors* Errs(const KelvoErrors* h) { return reinterpret_cast<PPDXErrors*>(const_cast<KelvoErrors*>(h)); }
-const PPDXErrorObj* Err(const KelvoError* h) { return reinterpret_cast<const PPDXErrorObj*>(h); }
-const KelvoError* H(const PPDXErrorObj* p) { return reinterpret_cast<const KelvoError*>(p); }
-PPDXGroups* Groups(const KelvoGroups* h) { return reinterpret_cast<PPDXGroups*>(const_cast<KelvoGroups*>(h)); }
-PPDXProperties* Pages(const KelvoProperties* h) {
-    return reinterpret_cast<PPDXProperties*>(const_cast<KelvoProperties*>(h));
-}
-PPDXControls* Ctls(const KelvoControls* h) { return reinterpret_cast<PPDXControls*>(const_cast<KelvoControls*>(h)); }
-PPDXShortcuts* Cuts(const KelvoShortcuts* h) {
-    return reinterpret_cast<PPDXShortcuts*>(const_cast<KelvoShortcuts*>(h));
-}
-KelvoErrors* H(PPDXErrors* p) { return reinterpret_cast<KelvoErrors*>(p); }
-KelvoGroups* H(PPDXGroups* p) { return reinterpret_cast<KelvoGroups*>(p); }
-KelvoProperties* H(PPDXProperties* p) { return reinterpret_cast<KelvoProperties*>(p); }
-KelvoControls* H(PPDXControls* p) { return reinterpret_cast<KelvoControls*>(p); }
-KelvoShortcuts* H(PPDXShortcuts* p) { return reinterpret_cast<KelvoShortcuts*>(p); }
-
-// Elements always cross as PPDXElement*, whatever their class.
-KelvoElement* H(PPDXElement* p) { return reinterpret_cast<KelvoElement*>(p); }
-template <class T>
-T* As(const KelvoElement* h) {
-    return h ? dynamic_cast<T*>(reinterpret_cast<PPDXElement*>(const_cast<KelvoElement*>(h))) : nullptr;
-}
-
-int B(bool b) { return b ? 1 : 0; }
 
 // Hands a walked control out with its type code; no control reports type 0.
 KelvoControl* Typed(PPDXControl* c, CNTL_TYPE t, int* type) {
@@ -58,549 +20,372 @@ KelvoControl* Typed(PPDXControl* c, CNTL_TYPE t, int* type) {
     return H(c);
 }
 
-int FillItem(const _PopupItem* item, KelvoPopupItemRecord* record) {
-    if (record)
-        *record = KelvoPopupItemRecord{item ? item->Keyword() : nullptr,
-                                       item && item->localName ? item->localName->c_str() : nullptr};
-    return B(item != nullptr);
-}
-
-}  // namespace
+} // namespace
 
 extern "C" {
 
 // Document.
 
-KelvoDocument* KelvoOpenPPD(const char* path, unsigned parseOptions, const char* hostAppID) {
+KelvoDocument* KelvoOpenPPD(const char* path, unsigned parseOptions, const char* hostAppID) try {
     if (!path)
         return nullptr;
     PPDHostInfo host;
     if (hostAppID)
         host.applicationID = hostAppID;
-    return H(new (std::nothrow) QJVPPD(std::filesystem::path(path), parseOptions, {}, std::move(host)));
-}
-void KelvoRetainPPD(KelvoDocument* doc) {
+    return H(new QJVPPD(std::filesystem::path(path), parseOptions, {}, std::move(host)));
+} catch (...) { return Failed(nullptr); }
+void KelvoRetainPPD(KelvoDocument* doc) try {
     if (doc)
         Doc(doc)->Retain();
-}
-void KelvoReleasePPD(KelvoDocument* doc) {
+} catch (...) { Failed(); }
+void KelvoReleasePPD(KelvoDocument* doc) try {
     if (doc)
         Doc(doc)->Release();
-}
-int KelvoIsValidPPD(const KelvoDocument* doc) { return doc ? B(Doc(doc)->IsValidPPD()) : 0; }
+} catch (...) { Failed(); }
+int KelvoIsValidPPD(const KelvoDocument* doc) try {
+    return doc ? B(Doc(doc)->IsValidPPD()) : 0;
+} catch (...) { return Failed(0); }
 
-const char* KelvoGetFormatVersion(const KelvoDocument* doc) { return doc ? Doc(doc)->FormatVersion() : nullptr; }
-const char* KelvoGetFileVersion(const KelvoDocument* doc) { return doc ? Doc(doc)->FileVersion() : nullptr; }
-const char* KelvoGetPCFileName(const KelvoDocument* doc) { return doc ? Doc(doc)->PCFileName() : nullptr; }
-const char* KelvoGetLanguageVersion(const KelvoDocument* doc) { return doc ? Doc(doc)->LanguageVersion() : nullptr; }
-const char* KelvoGetLanguageEncoding(const KelvoDocument* doc) {
+const char* KelvoGetFormatVersion(const KelvoDocument* doc) try {
+    return doc ? Doc(doc)->FormatVersion() : nullptr;
+} catch (...) { return Failed(nullptr); }
+const char* KelvoGetFileVersion(const KelvoDocument* doc) try {
+    return doc ? Doc(doc)->FileVersion() : nullptr;
+} catch (...) { return Failed(nullptr); }
+const char* KelvoGetPCFileName(const KelvoDocument* doc) try {
+    return doc ? Doc(doc)->PCFileName() : nullptr;
+} catch (...) { return Failed(nullptr); }
+const char* KelvoGetLanguageVersion(const KelvoDocument* doc) try {
+    return doc ? Doc(doc)->LanguageVersion() : nullptr;
+} catch (...) { return Failed(nullptr); }
+const char* KelvoGetLanguageEncoding(const KelvoDocument* doc) try {
     return doc ? Doc(doc)->LanguageEncoding() : nullptr;
-}
-const char* KelvoGetModelName(const KelvoDocument* doc) { return doc ? Doc(doc)->ModelName() : nullptr; }
-const char* KelvoGetPathToPDE(const KelvoDocument* doc) { return doc ? Doc(doc)->PathToPDE() : nullptr; }
-const char* KelvoGetQJFileVersion(const KelvoDocument* doc) { return doc ? Doc(doc)->QJFileVersion() : nullptr; }
-const char* KelvoGetQJVersion(const KelvoDocument* doc) { return doc ? Doc(doc)->MakerQJVersion() : nullptr; }
-const char* KelvoGetQJVersionMac(const KelvoDocument* doc) { return doc ? Doc(doc)->QJVersionMac() : nullptr; }
+} catch (...) { return Failed(nullptr); }
+const char* KelvoGetModelName(const KelvoDocument* doc) try {
+    return doc ? Doc(doc)->ModelName() : nullptr;
+} catch (...) { return Failed(nullptr); }
+const char* KelvoGetPathToPDE(const KelvoDocument* doc) try {
+    return doc ? Doc(doc)->PathToPDE() : nullptr;
+} catch (...) { return Failed(nullptr); }
+const char* KelvoGetQJFileVersion(const KelvoDocument* doc) try {
+    return doc ? Doc(doc)->QJFileVersion() : nullptr;
+} catch (...) { return Failed(nullptr); }
+const char* KelvoGetQJVersion(const KelvoDocument* doc) try {
+    return doc ? Doc(doc)->MakerQJVersion() : nullptr;
+} catch (...) { return Failed(nullptr); }
+const char* KelvoGetQJVersionMac(const KelvoDocument* doc) try {
+    return doc ? Doc(doc)->QJVersionMac() : nullptr;
+} catch (...) { return Failed(nullptr); }
 
-unsigned KelvoGetDisplayOptions(void) { return QJVPPD::Options(); }
-void KelvoSetDisplayOptions(unsigned options) { QJVPPD::Options(options); }
+unsigned KelvoGetDisplayOptions(void) try { return QJVPPD::Options(); } catch (...) { return Failed(0); }
+void KelvoSetDisplayOptions(unsigned options) try { QJVPPD::Options(options); } catch (...) { Failed(); }
 
-KelvoControls* GetControls(KelvoDocument* doc) { return doc ? H(Doc(doc)->GetControls()) : nullptr; }
-KelvoGroups* GetGroups(KelvoDocument* doc) { return doc ? H(Doc(doc)->GetGroups()) : nullptr; }
-KelvoProperties* GetProperties(KelvoDocument* doc) { return doc ? H(Doc(doc)->GetProperties()) : nullptr; }
-KelvoShortcuts* GetShortcuts(KelvoDocument* doc) { return doc ? H(Doc(doc)->GetShortcuts()) : nullptr; }
-KelvoErrors* GetErrors(KelvoDocument* doc) { return doc ? H(Doc(doc)->GetErrors()) : nullptr; }
+KelvoControls* KelvoGetControls(KelvoDocument* doc) try {
+    return doc ? H(Doc(doc)->GetControls()) : nullptr;
+} catch (...) { return Failed(nullptr); }
+KelvoGroups* KelvoGetGroups(KelvoDocument* doc) try {
+    return doc ? H(Doc(doc)->GetGroups()) : nullptr;
+} catch (...) { return Failed(nullptr); }
+KelvoProperties* KelvoGetProperties(KelvoDocument* doc) try {
+    return doc ? H(Doc(doc)->GetProperties()) : nullptr;
+} catch (...) { return Failed(nullptr); }
+KelvoShortcuts* KelvoGetShortcuts(KelvoDocument* doc) try {
+    return doc ? H(Doc(doc)->GetShortcuts()) : nullptr;
+} catch (...) { return Failed(nullptr); }
+KelvoErrors* KelvoGetErrors(KelvoDocument* doc) try {
+    return doc ? H(Doc(doc)->GetErrors()) : nullptr;
+} catch (...) { return Failed(nullptr); }
 
-KelvoControl* KelvoGetControlForKey(KelvoDocument* doc, const char* keyword) {
+KelvoControl* KelvoGetControlForKey(KelvoDocument* doc, const char* keyword) try {
     return doc && keyword ? H(Doc(doc)->GetPPDXControlForKey(keyword)) : nullptr;
-}
-int IsValidControlKeyword(const KelvoDocument* doc, const char* keyword) {
+} catch (...) { return Failed(nullptr); }
+int KelvoIsValidControlKeyword(const KelvoDocument* doc, const char* keyword) try {
     return doc && keyword ? B(PPDXControl::ValidKeyword(keyword)) : 0;
-}
+} catch (...) { return Failed(0); }
 
 // Errors.
 
-const KelvoError* FirstError(KelvoErrors* errors) { return errors ? H(Errs(errors)->First()) : nullptr; }
-const KelvoError* NextError(KelvoErrors* errors) { return errors ? H(Errs(errors)->Next()) : nullptr; }
-size_t ErrorCount(const KelvoErrors* errors) { return errors ? Errs(errors)->Count() : 0; }
-int ErrorListIsEmpty(const KelvoErrors* errors) { return errors ? B(Errs(errors)->Empty()) : 0; }
-int KelvoGetErrorCode(const KelvoError* error) { return error ? Err(error)->Code() : 0; }
-const char* GetErrorKeyword(const KelvoError* error) { return error ? Err(error)->Keyword() : nullptr; }
-const char* GetErrorDescription(const KelvoError* error) { return error ? Err(error)->Description() : nullptr; }
-int IsErrorFatal(const KelvoError* error) { return error ? B(Err(error)->IsFatal()) : 0; }
+const KelvoError* KelvoFirstError(KelvoErrors* errors) try {
+    return errors ? H(Errs(errors)->First()) : nullptr;
+} catch (...) { return Failed(nullptr); }
+const KelvoError* KelvoNextError(KelvoErrors* errors) try {
+    return errors ? H(Errs(errors)->Next()) : nullptr;
+} catch (...) { return Failed(nullptr); }
+size_t KelvoErrorCount(const KelvoErrors* errors) try {
+    return errors ? Errs(errors)->Count() : 0;
+} catch (...) { return Failed(0); }
+int KelvoErrorListIsEmpty(const KelvoErrors* errors) try {
+    return errors ? B(Errs(errors)->Empty()) : 0;
+} catch (...) { return Failed(0); }
+int KelvoGetErrorCode(const KelvoError* error) try {
+    return error ? Err(error)->Code() : 0;
+} catch (...) { return Failed(0); }
+const char* KelvoGetErrorKeyword(const KelvoError* error) try {
+    return error ? Err(error)->Keyword() : nullptr;
+} catch (...) { return Failed(nullptr); }
+const char* KelvoGetErrorDescription(const KelvoError* error) try {
+    return error ? Err(error)->Description() : nullptr;
+} catch (...) { return Failed(nullptr); }
+int KelvoIsErrorFatal(const KelvoError* error) try {
+    return error ? B(Err(error)->IsFatal()) : 0;
+} catch (...) { return Failed(0); }
 
 // Groups and property pages.
 
-KelvoGroup* FirstGroup(KelvoGroups* groups) { return groups ? H(Groups(groups)->First()) : nullptr; }
-KelvoGroup* NextGroup(KelvoGroups* groups) { return groups ? H(Groups(groups)->Next()) : nullptr; }
-KelvoGroup* FindGroup(const KelvoGroups* groups, const char* name, int exact) {
+KelvoGroup* KelvoFirstGroup(KelvoGroups* groups) try {
+    return groups ? H(Groups(groups)->First()) : nullptr;
+} catch (...) { return Failed(nullptr); }
+KelvoGroup* KelvoNextGroup(KelvoGroups* groups) try {
+    return groups ? H(Groups(groups)->Next()) : nullptr;
+} catch (...) { return Failed(nullptr); }
+KelvoGroup* KelvoFindGroup(const KelvoGroups* groups, const char* name, int exact) try {
     return groups ? H(Groups(groups)->Find(name, exact != 0)) : nullptr;
-}
-size_t GroupCount(const KelvoGroups* groups) { return groups ? Groups(groups)->Count() : 0; }
-int IsGrouPointerListEmpty(const KelvoGroups* groups) { return groups ? B(Groups(groups)->Empty()) : 0; }
-int IsRollDown(const KelvoElement* element) { return B(As<PPDXRollDown>(element) != nullptr); }
-KelvoControls* GetRollDownControlList(KelvoGroup* group) {
+} catch (...) { return Failed(nullptr); }
+size_t KelvoGroupCount(const KelvoGroups* groups) try {
+    return groups ? Groups(groups)->Count() : 0;
+} catch (...) { return Failed(0); }
+int KelvoIsGrouPointerListEmpty(const KelvoGroups* groups) try {
+    return groups ? B(Groups(groups)->Empty()) : 0;
+} catch (...) { return Failed(0); }
+int KelvoIsRollDown(const KelvoElement* element) try {
+    return B(As<PPDXRollDown>(element) != nullptr);
+} catch (...) { return Failed(0); }
+KelvoControls* KelvoGetRollDownControlList(KelvoGroup* group) try {
     PPDXRollDown* rollDown = As<PPDXRollDown>(group);
     return rollDown ? H(&rollDown->Controls()) : nullptr;
-}
-int IsScrollPane(const KelvoElement* element) { return B(As<PPDXScrollPane>(element) != nullptr); }
-KelvoGroups* GetScrollPaneRollDowns(KelvoGroup* group) {
+} catch (...) { return Failed(nullptr); }
+int KelvoIsScrollPane(const KelvoElement* element) try {
+    return B(As<PPDXScrollPane>(element) != nullptr);
+} catch (...) { return Failed(0); }
+KelvoGroups* KelvoGetScrollPaneRollDowns(KelvoGroup* group) try {
     PPDXScrollPane* pane = As<PPDXScrollPane>(group);
     return pane ? H(&pane->RollDowns()) : nullptr;
-}
+} catch (...) { return Failed(nullptr); }
 
-KelvoProperty* FirstProperty(KelvoProperties* pages) { return pages ? H(Pages(pages)->First()) : nullptr; }
-KelvoProperty* NextProperty(KelvoProperties* pages) { return pages ? H(Pages(pages)->Next()) : nullptr; }
-KelvoProperty* FindProperty(const KelvoProperties* pages, const char* name, int exact) {
+KelvoProperty* KelvoFirstProperty(KelvoProperties* pages) try {
+    return pages ? H(Pages(pages)->First()) : nullptr;
+} catch (...) { return Failed(nullptr); }
+KelvoProperty* KelvoNextProperty(KelvoProperties* pages) try {
+    return pages ? H(Pages(pages)->Next()) : nullptr;
+} catch (...) { return Failed(nullptr); }
+KelvoProperty* KelvoFindProperty(const KelvoProperties* pages, const char* name, int exact) try {
     return pages ? H(Pages(pages)->Find(name, exact != 0)) : nullptr;
-}
-size_t PropertyCount(const KelvoProperties* pages) { return pages ? Pages(pages)->Count() : 0; }
-int IsPropertyListEmpty(const KelvoProperties* pages) { return pages ? B(Pages(pages)->Empty()) : 0; }
-int IsPropertyPage(const KelvoElement* element) { return B(As<PPDXProperty>(element) != nullptr); }
-KelvoGroup* KelvoGetPropertyScrollPane(const KelvoProperty* page) {
+} catch (...) { return Failed(nullptr); }
+size_t KelvoPropertyCount(const KelvoProperties* pages) try {
+    return pages ? Pages(pages)->Count() : 0;
+} catch (...) { return Failed(0); }
+int KelvoIsPropertyListEmpty(const KelvoProperties* pages) try {
+    return pages ? B(Pages(pages)->Empty()) : 0;
+} catch (...) { return Failed(0); }
+int KelvoIsPropertyPage(const KelvoElement* element) try {
+    return B(As<PPDXProperty>(element) != nullptr);
+} catch (...) { return Failed(0); }
+KelvoGroup* KelvoGetPropertyScrollPane(const KelvoProperty* page) try {
     const PPDXProperty* p = As<PPDXProperty>(page);
     return p ? H(p->GetScrollDown()) : nullptr;
-}
-int KelvoShowInPrintProp(const KelvoProperty* page) {
+} catch (...) { return Failed(nullptr); }
+int KelvoShowInPrintProp(const KelvoProperty* page) try {
     const PPDXProperty* p = As<PPDXProperty>(page);
     return p ? B(p->ShowInPrintProp()) : 0;
-}
-int KelvoShowInApp(const KelvoProperty* page) {
+} catch (...) { return Failed(0); }
+int KelvoShowInApp(const KelvoProperty* page) try {
     const PPDXProperty* p = As<PPDXProperty>(page);
     return p ? B(p->ShowInApp()) : 0;
-}
+} catch (...) { return Failed(0); }
 
 // Elements.
 
-const char* KelvoGetKeyword(const KelvoElement* element) {
+const char* KelvoGetKeyword(const KelvoElement* element) try {
     const PPDXElement* e = As<PPDXElement>(element);
     return e ? e->Keyword() : nullptr;
-}
-const char* UserName(const KelvoElement* element) {
+} catch (...) { return Failed(nullptr); }
+const char* KelvoUserName(const KelvoElement* element) try {
     const PPDXElement* e = As<PPDXElement>(element);
     return e ? e->UserName() : nullptr;
-}
-const char* KelvoUserNameUTF8(const KelvoElement* element) {
+} catch (...) { return Failed(nullptr); }
+const char* KelvoUserNameUTF8(const KelvoElement* element) try {
     const PPDXElement* e = As<PPDXElement>(element);
     return e ? e->CFStringUserName().c_str() : nullptr;
-}
-int IsOrphan(const KelvoElement* element) {
+} catch (...) { return Failed(nullptr); }
+int KelvoIsOrphan(const KelvoElement* element) try {
     const PPDXElement* e = As<PPDXElement>(element);
     return e ? B(e->IsOrphan()) : 0;
-}
-int IsVisible(const KelvoElement* element) {
+} catch (...) { return Failed(0); }
+int KelvoIsVisible(const KelvoElement* element) try {
     const PPDXElement* e = As<PPDXElement>(element);
     return e ? B(e->IsVisible()) : 0;
-}
-KelvoElement* GetParent(const KelvoElement* element) {
+} catch (...) { return Failed(0); }
+KelvoElement* KelvoGetParent(const KelvoElement* element) try {
     const PPDXElement* e = As<PPDXElement>(element);
     return e ? H(e->GetParent()) : nullptr;
-}
-int EqualsElement(const KelvoElement* a, const KelvoElement* b) {
+} catch (...) { return Failed(nullptr); }
+int KelvoEqualsElement(const KelvoElement* a, const KelvoElement* b) try {
     const PPDXElement* x = As<PPDXElement>(a);
     const PPDXElement* y = As<PPDXElement>(b);
     return x && y ? B(*x == *y) : 0;
-}
-int EqualsKeyWord(const KelvoElement* element, const char* keyword) {
+} catch (...) { return Failed(0); }
+int KelvoEqualsKeyWord(const KelvoElement* element, const char* keyword) try {
     const PPDXElement* e = As<PPDXElement>(element);
     return e ? B(*e == keyword) : 0;
-}
-
-// Controls of every type.
-
-int KelvoGetControlType(const KelvoElement* element) {
-    const PPDXControl* c = As<PPDXControl>(element);
-    return c ? static_cast<int>(c->Type()) : KELVO_CONTROL_NONE;
-}
-const char* KelvoControlTypeName(int type) {
-    switch (type) {
-    case KELVO_CONTROL_JOB_NOTE: return "job note";
-    case KELVO_CONTROL_RANGE: return "range";
-    case KELVO_CONTROL_FLOAT_RANGE: return "float range";
-    case KELVO_CONTROL_BOOLEAN: return "boolean";
-    case KELVO_CONTROL_POPUP: return "popup";
-    case KELVO_CONTROL_SPECIAL_OPTION: return "special option";
-    case KELVO_CONTROL_CUSTOM_PAGE_SIZE: return "custom page size";
-    default: return "unknown";
-    }
-}
-
-size_t GetControlFlagCount(const KelvoControl* control) {
-    const PPDXControl* c = As<PPDXControl>(control);
-    return c ? c->ControlFlagCount() : 0;
-}
-const char* GetFirstControlFlag(KelvoControl* control) {
-    PPDXControl* c = As<PPDXControl>(control);
-    return c ? c->FirstControlFlag() : nullptr;
-}
-const char* GetNextControlFlag(KelvoControl* control) {
-    PPDXControl* c = As<PPDXControl>(control);
-    return c ? c->NextControlFlag() : nullptr;
-}
-int KelvoFindControlFlag(KelvoControl* control, const char* flag) {
-    PPDXControl* c = As<PPDXControl>(control);
-    return c && flag ? B(c->FindControlFlag(flag)) : 0;
-}
-int IsCommandControl(KelvoControl* control) {
-    PPDXControl* c = As<PPDXControl>(control);
-    return c ? B(c->IsCommand()) : 0;
-}
-int IsSpoolerControl(KelvoControl* control) {
-    PPDXControl* c = As<PPDXControl>(control);
-    return c ? B(c->IsSpooler()) : 0;
-}
-int IsSetupControl(KelvoControl* control) {
-    PPDXControl* c = As<PPDXControl>(control);
-    return c ? B(c->IsSetup()) : 0;
-}
-int IsMacFJNControl(KelvoControl* control) {
-    PPDXControl* c = As<PPDXControl>(control);
-    return c ? B(c->IsMacFJN()) : 0;
-}
-int IsMacImgShiftControl(KelvoControl* control) {
-    PPDXControl* c = As<PPDXControl>(control);
-    return c ? B(c->IsMacImgShift()) : 0;
-}
-int IsNoKelvoDriverUIControl(KelvoControl* control) {
-    PPDXControl* c = As<PPDXControl>(control);
-    return c ? B(c->IsNoKelvoDriverUI()) : 0;
-}
-int KelvoIsInstallableOption(const KelvoControl* control) {
-    const PPDXControl* c = As<PPDXControl>(control);
-    return c ? B(c->IsInstallableOption()) : 0;
-}
-
-long GetPostScript(KelvoControl* control, unsigned char* buffer) {
-    PPDXControl* c = As<PPDXControl>(control);
-    return c ? c->PostScript(buffer) : 0;
-}
-void ResetControlToDefault(KelvoControl* control) {
-    if (PPDXControl* c = As<PPDXControl>(control))
-        c->ResetToDefaultValue();
-}
-
-int KelvoHasControlValue(const KelvoControl* control) {
-    const PPDXControl* c = As<PPDXControl>(control);
-    return c ? B(c->HasCurrentValue()) : 0;
-}
-size_t KelvoCopyControlValue(KelvoControl* control, char* buffer, size_t size) {
-    PPDXControl* c = As<PPDXControl>(control);
-    if (!c || !c->HasCurrentValue()) {
-        if (buffer && size)
-            buffer[0] = '\0';
-        return 0;
-    }
-    const std::string value = c->CopyCurrentControlValueString();
-    if (buffer && size) {
-        const size_t n = std::min(value.size(), size - 1);
-        std::memcpy(buffer, value.data(), n);
-        buffer[n] = '\0';
-    }
-    return value.size();
-}
-int KelvoSetControlValue(KelvoControl* control, const char* value) {
-    PPDXControl* c = As<PPDXControl>(control);
-    // A special option's value is fixed by the PPD; its setter stops the program.
-    if (!c || !value || c->Type() == kControlTypeSpecialOption)
-        return 0;
-    c->SetCurrentControlWithCFString(value);
-    return 1;
-}
+} catch (...) { return Failed(0); }
 
 // Control lists.
 
-KelvoControl* GetFirst(KelvoControls* controls, int* type) {
+KelvoControl* KelvoGetFirst(KelvoControls* controls, int* type) try {
     CNTL_TYPE t = kControlTypeNone;
     PPDXControl* c = controls ? Ctls(controls)->First(t) : nullptr;
     return Typed(c, t, type);
+} catch (...) {
+    Typed(nullptr, kControlTypeNone, type);
+    return Failed(nullptr);
 }
-KelvoControl* GetNext(KelvoControls* controls, int* type) {
+KelvoControl* KelvoGetNext(KelvoControls* controls, int* type) try {
     CNTL_TYPE t = kControlTypeNone;
     PPDXControl* c = controls ? Ctls(controls)->Next(t) : nullptr;
     return Typed(c, t, type);
+} catch (...) {
+    Typed(nullptr, kControlTypeNone, type);
+    return Failed(nullptr);
 }
-KelvoControl* Find(const KelvoControls* controls, const char* keyword, int exact, int* type) {
+KelvoControl* KelvoFind(const KelvoControls* controls, const char* keyword, int exact, int* type) try {
     CNTL_TYPE t = kControlTypeNone;
     PPDXControl* c = controls ? Ctls(controls)->Find(keyword, t, exact != 0) : nullptr;
     return Typed(c, t, type);
+} catch (...) {
+    Typed(nullptr, kControlTypeNone, type);
+    return Failed(nullptr);
 }
 
-KelvoControl* GetFirstPopupControl(KelvoControls* c) { return c ? H(Ctls(c)->FirstPopupControl()) : nullptr; }
-KelvoControl* GetNextPopupControl(KelvoControls* c) { return c ? H(Ctls(c)->NextPopupControl()) : nullptr; }
-KelvoControl* GetFindPopup(const KelvoControls* c, const char* keyword, int exact) {
+KelvoControl* KelvoGetFirstPopupControl(KelvoControls* c) try {
+    return c ? H(Ctls(c)->FirstPopupControl()) : nullptr;
+} catch (...) { return Failed(nullptr); }
+KelvoControl* KelvoGetNextPopupControl(KelvoControls* c) try {
+    return c ? H(Ctls(c)->NextPopupControl()) : nullptr;
+} catch (...) { return Failed(nullptr); }
+KelvoControl* KelvoGetFindPopup(const KelvoControls* c, const char* keyword, int exact) try {
     return c ? H(Ctls(c)->FindPopup(keyword, exact != 0)) : nullptr;
-}
-KelvoControl* GetFirstBooleanControl(KelvoControls* c) { return c ? H(Ctls(c)->FirstBooleanControl()) : nullptr; }
-KelvoControl* GetNextBooleanControl(KelvoControls* c) { return c ? H(Ctls(c)->NextBooleanControl()) : nullptr; }
-KelvoControl* GetFindBoolean(const KelvoControls* c, const char* keyword, int exact) {
+} catch (...) { return Failed(nullptr); }
+KelvoControl* KelvoGetFirstBooleanControl(KelvoControls* c) try {
+    return c ? H(Ctls(c)->FirstBooleanControl()) : nullptr;
+} catch (...) { return Failed(nullptr); }
+KelvoControl* KelvoGetNextBooleanControl(KelvoControls* c) try {
+    return c ? H(Ctls(c)->NextBooleanControl()) : nullptr;
+} catch (...) { return Failed(nullptr); }
+KelvoControl* KelvoGetFindBoolean(const KelvoControls* c, const char* keyword, int exact) try {
     return c ? H(Ctls(c)->FindBoolean(keyword, exact != 0)) : nullptr;
-}
-KelvoControl* GetFirstRangeControl(KelvoControls* c) { return c ? H(Ctls(c)->FirstRangeControl()) : nullptr; }
-KelvoControl* GetNextRangeControl(KelvoControls* c) { return c ? H(Ctls(c)->NextRangeControl()) : nullptr; }
-KelvoControl* GetFindRangeControl(const KelvoControls* c, const char* keyword, int exact) {
+} catch (...) { return Failed(nullptr); }
+KelvoControl* KelvoGetFirstRangeControl(KelvoControls* c) try {
+    return c ? H(Ctls(c)->FirstRangeControl()) : nullptr;
+} catch (...) { return Failed(nullptr); }
+KelvoControl* KelvoGetNextRangeControl(KelvoControls* c) try {
+    return c ? H(Ctls(c)->NextRangeControl()) : nullptr;
+} catch (...) { return Failed(nullptr); }
+KelvoControl* KelvoGetFindRangeControl(const KelvoControls* c, const char* keyword, int exact) try {
     return c ? H(Ctls(c)->FindRangeControl(keyword, exact != 0)) : nullptr;
-}
-KelvoControl* GetFirstFloatRangeControl(KelvoControls* c) {
+} catch (...) { return Failed(nullptr); }
+KelvoControl* KelvoGetFirstFloatRangeControl(KelvoControls* c) try {
     return c ? H(Ctls(c)->FirstFloatRangeControl()) : nullptr;
-}
-KelvoControl* GetNextFloatRangeControl(KelvoControls* c) {
+} catch (...) { return Failed(nullptr); }
+KelvoControl* KelvoGetNextFloatRangeControl(KelvoControls* c) try {
     return c ? H(Ctls(c)->NextFloatRangeControl()) : nullptr;
-}
-KelvoControl* GetFindFloatRangeControl(const KelvoControls* c, const char* keyword, int exact) {
+} catch (...) { return Failed(nullptr); }
+KelvoControl* KelvoGetFindFloatRangeControl(const KelvoControls* c, const char* keyword, int exact) try {
     return c ? H(Ctls(c)->FindFloatRangeControl(keyword, exact != 0)) : nullptr;
-}
-KelvoControl* GetFirstJobNote(KelvoControls* c) { return c ? H(Ctls(c)->FirstJobNote()) : nullptr; }
-KelvoControl* GetNextJobNote(KelvoControls* c) { return c ? H(Ctls(c)->NextJobNote()) : nullptr; }
-KelvoControl* GetFindJobNote(const KelvoControls* c, const char* keyword, int exact) {
+} catch (...) { return Failed(nullptr); }
+KelvoControl* KelvoGetFirstJobNote(KelvoControls* c) try {
+    return c ? H(Ctls(c)->FirstJobNote()) : nullptr;
+} catch (...) { return Failed(nullptr); }
+KelvoControl* KelvoGetNextJobNote(KelvoControls* c) try {
+    return c ? H(Ctls(c)->NextJobNote()) : nullptr;
+} catch (...) { return Failed(nullptr); }
+KelvoControl* KelvoGetFindJobNote(const KelvoControls* c, const char* keyword, int exact) try {
     return c ? H(Ctls(c)->FindJobNote(keyword, exact != 0)) : nullptr;
-}
-KelvoControl* GetFirstSpecialOption(KelvoControls* c) { return c ? H(Ctls(c)->FirstSpecialOption()) : nullptr; }
-KelvoControl* GetNextSpecialOption(KelvoControls* c) { return c ? H(Ctls(c)->NextSpecialOption()) : nullptr; }
-KelvoControl* GetFindSpecialOption(const KelvoControls* c, const char* keyword, int exact) {
+} catch (...) { return Failed(nullptr); }
+KelvoControl* KelvoGetFirstSpecialOption(KelvoControls* c) try {
+    return c ? H(Ctls(c)->FirstSpecialOption()) : nullptr;
+} catch (...) { return Failed(nullptr); }
+KelvoControl* KelvoGetNextSpecialOption(KelvoControls* c) try {
+    return c ? H(Ctls(c)->NextSpecialOption()) : nullptr;
+} catch (...) { return Failed(nullptr); }
+KelvoControl* KelvoGetFindSpecialOption(const KelvoControls* c, const char* keyword, int exact) try {
     return c ? H(Ctls(c)->FindSpecialOption(keyword, exact != 0)) : nullptr;
-}
+} catch (...) { return Failed(nullptr); }
 
-size_t GetPopupCount(const KelvoControls* c) { return c ? Ctls(c)->PopupCount() : 0; }
-size_t GetBooleanCount(const KelvoControls* c) { return c ? Ctls(c)->BooleanCount() : 0; }
-size_t GetRangeCount(const KelvoControls* c) { return c ? Ctls(c)->RangeCount() : 0; }
-size_t GetFloatRangeCount(const KelvoControls* c) { return c ? Ctls(c)->FloatRangeCount() : 0; }
-size_t GetJobnoteCount(const KelvoControls* c) { return c ? Ctls(c)->JobNoteCount() : 0; }
-size_t GetSpecialOptionCount(const KelvoControls* c) { return c ? Ctls(c)->SpecialOptionsCount() : 0; }
-size_t GetControlCount(const KelvoControls* c) { return c ? Ctls(c)->ControlCount() : 0; }
-int GetNoPopups(const KelvoControls* c) { return c ? B(Ctls(c)->NoPopups()) : 0; }
-int GetNoBooleanControls(const KelvoControls* c) { return c ? B(Ctls(c)->NoBooleanControls()) : 0; }
-int GetNoRangeControls(const KelvoControls* c) { return c ? B(Ctls(c)->NoRangeControls()) : 0; }
-int GetNoFloatRangeControls(const KelvoControls* c) { return c ? B(Ctls(c)->NoFloatRangeControls()) : 0; }
-int GetNoJobNotes(const KelvoControls* c) { return c ? B(Ctls(c)->NoJobNotes()) : 0; }
-int GetEmpty(const KelvoControls* c) { return c ? B(Ctls(c)->Empty()) : 0; }
-
-// Popups.
-
-size_t PopupItemCount(const KelvoControl* popup) {
-    const PPDXPopupControl* p = As<PPDXPopupControl>(popup);
-    return p ? p->ItemCount() : 0;
-}
-int FirstItem(KelvoControl* popup, KelvoPopupItemRecord* record) {
-    PPDXPopupControl* p = As<PPDXPopupControl>(popup);
-    return FillItem(p ? p->FirstItem() : nullptr, record);
-}
-int NextItem(KelvoControl* popup, KelvoPopupItemRecord* record) {
-    PPDXPopupControl* p = As<PPDXPopupControl>(popup);
-    return FillItem(p ? p->NextItem() : nullptr, record);
-}
-long GetPopupValue(const KelvoControl* popup) {
-    const PPDXPopupControl* p = As<PPDXPopupControl>(popup);
-    return p ? p->GetValue() : 0;
-}
-void SetPopupValue(KelvoControl* popup, long n) {
-    if (PPDXPopupControl* p = As<PPDXPopupControl>(popup))
-        p->SetValue(n);
-}
-long GetPopupDefaultValue(const KelvoControl* popup) {
-    const PPDXPopupControl* p = As<PPDXPopupControl>(popup);
-    return p ? p->DefaultValue() : 0;
-}
-const char* GetKeywordLocalName(const KelvoControl* popup, const char* choice) {
-    const PPDXPopupControl* p = As<PPDXPopupControl>(popup);
-    return p && choice ? p->GetKeywordLocalName(choice) : nullptr;
-}
-long GetKeywordPSData(const KelvoControl* popup, const char* choice, unsigned char* buffer) {
-    const PPDXPopupControl* p = As<PPDXPopupControl>(popup);
-    return p && choice ? p->GetKeywordPSData(choice, buffer) : 0;
-}
-int IsKeywordSelected(const KelvoControl* popup, const char* choice) {
-    const PPDXPopupControl* p = As<PPDXPopupControl>(popup);
-    return p && choice ? B(p->IsKeywordSelected(choice)) : 0;
-}
-int SetKeywordSelect(KelvoControl* popup, const char* choice, int select) {
-    PPDXPopupControl* p = As<PPDXPopupControl>(popup);
-    return p ? B(p->SetKeywordSelect(choice, select != 0)) : 0;
-}
-int CanSelectMultipleItems(const KelvoControl* popup) {
-    const PPDXPopupControl* p = As<PPDXPopupControl>(popup);
-    return p ? B(p->CanSelectMultipleItems()) : 0;
-}
-const char* GetDefaultKeyword(const KelvoControl* popup) {
-    const PPDXPopupControl* p = As<PPDXPopupControl>(popup);
-    return p ? p->GetDefaultKeyword() : nullptr;
-}
-long PopupPostScript(KelvoControl* popup, unsigned char* buffer) {
-    PPDXPopupControl* p = As<PPDXPopupControl>(popup);
-    return p ? p->PostScript(buffer) : 0;
-}
-
-// Booleans.
-
-int IsTrue(const KelvoControl* boolean) {
-    const PPDXBooleanControl* b = As<PPDXBooleanControl>(boolean);
-    return b ? B(b->IsTrue()) : 0;
-}
-void SetValue(KelvoControl* boolean, int value) {
-    if (PPDXBooleanControl* b = As<PPDXBooleanControl>(boolean))
-        b->SetValue(value != 0);
-}
-int DefaultState(const KelvoControl* boolean) {
-    const PPDXBooleanControl* b = As<PPDXBooleanControl>(boolean);
-    return b ? B(b->DefaultState()) : 0;
-}
-const char* TrueDisplayText(const KelvoControl* boolean) {
-    const PPDXBooleanControl* b = As<PPDXBooleanControl>(boolean);
-    return b ? b->TrueDisplayText() : nullptr;
-}
-const char* FalseDisplayText(const KelvoControl* boolean) {
-    const PPDXBooleanControl* b = As<PPDXBooleanControl>(boolean);
-    return b ? b->FalseDisplayText() : nullptr;
-}
-long BooleanPostScript(KelvoControl* boolean, unsigned char* buffer) {
-    PPDXBooleanControl* b = As<PPDXBooleanControl>(boolean);
-    return b ? b->PostScript(buffer) : 0;
-}
-
-// Ranges.
-
-long GetRangeValue(const KelvoControl* range) {
-    const PPDXRangeControl* r = As<PPDXRangeControl>(range);
-    return r ? r->GetValue() : 0;
-}
-void SetRangeValue(KelvoControl* range, long value) {
-    if (PPDXRangeControl* r = As<PPDXRangeControl>(range))
-        r->SetValue(value);
-}
-long GetRangeDefaultVal(const KelvoControl* range) {
-    const PPDXRangeControl* r = As<PPDXRangeControl>(range);
-    return r ? r->DefaultValue() : 0;
-}
-long GetRangeIncrement(const KelvoControl* range) {
-    const PPDXRangeControl* r = As<PPDXRangeControl>(range);
-    return r ? r->Increment() : 0;
-}
-long GetRangeMinimum(const KelvoControl* range) {
-    const PPDXRangeControl* r = As<PPDXRangeControl>(range);
-    return r ? r->MinVal() : 0;
-}
-long GetRangeMaximum(const KelvoControl* range) {
-    const PPDXRangeControl* r = As<PPDXRangeControl>(range);
-    return r ? r->MaxVal() : 0;
-}
-long RangePostScript(KelvoControl* range, unsigned char* buffer) {
-    PPDXRangeControl* r = As<PPDXRangeControl>(range);
-    return r ? r->PostScript(buffer) : 0;
-}
-
-double GetFloatRangeValue(const KelvoControl* range) {
-    const PPDXFloatRangeControl* r = As<PPDXFloatRangeControl>(range);
-    return r ? r->GetValue() : 0.0;
-}
-void SetFloatRangeValue(KelvoControl* range, double value) {
-    if (PPDXFloatRangeControl* r = As<PPDXFloatRangeControl>(range))
-        r->SetValue(static_cast<float>(value));
-}
-double GetFloatRangeDefaultVal(const KelvoControl* range) {
-    const PPDXFloatRangeControl* r = As<PPDXFloatRangeControl>(range);
-    return r ? r->DefaultValue() : 0.0;
-}
-double GetFloatRangeIncrement(const KelvoControl* range) {
-    const PPDXFloatRangeControl* r = As<PPDXFloatRangeControl>(range);
-    return r ? r->Increment() : 0.0;
-}
-double GetFloatRangeMinimum(const KelvoControl* range) {
-    const PPDXFloatRangeControl* r = As<PPDXFloatRangeControl>(range);
-    return r ? r->MinVal() : 0.0;
-}
-double GetFloatRangeMaximum(const KelvoControl* range) {
-    const PPDXFloatRangeControl* r = As<PPDXFloatRangeControl>(range);
-    return r ? r->MaxVal() : 0.0;
-}
-long FloatRangePostScript(KelvoControl* range, unsigned char* buffer) {
-    PPDXFloatRangeControl* r = As<PPDXFloatRangeControl>(range);
-    return r ? r->PostScript(buffer) : 0;
-}
-
-// Custom page size.
-
-int KelvoGetCustomPageSize(const KelvoControl* control, KelvoCustomPageSize* size) {
-    const PPDXCustomPageSizeControl* c = As<PPDXCustomPageSizeControl>(control);
-    if (!c)
-        return 0;
-    if (size)
-        *size = KelvoCustomPageSize{c->MinWidth(), c->MaxWidth(), c->MinHeight(),
-                                    c->MaxHeight(), c->GetWidth(), c->GetHeight()};
-    return 1;
-}
-void KelvoSetCustomPageSize(KelvoControl* control, double width, double height) {
-    if (PPDXCustomPageSizeControl* c = As<PPDXCustomPageSizeControl>(control)) {
-        c->SetWidth(static_cast<float>(width));
-        c->SetHeight(static_cast<float>(height));
-    }
-}
-
-// Job notes.
-
-const char* KelvoGetJobNoteText(const KelvoControl* note) {
-    const PPDXJobNote* n = As<PPDXJobNote>(note);
-    return n ? n->GetNotes() : nullptr;
-}
-void KelvoSetJobNoteText(KelvoControl* note, const char* text) {
-    if (PPDXJobNote* n = As<PPDXJobNote>(note))
-        n->SetNotes(text);
-}
-const char* KelvoGetJobNoteDefaultText(const KelvoControl* note) {
-    const PPDXJobNote* n = As<PPDXJobNote>(note);
-    return n ? n->GetDefaultNotes() : nullptr;
-}
-void KelvoSetJobNoteDefaultText(KelvoControl* note, const char* text) {
-    if (PPDXJobNote* n = As<PPDXJobNote>(note))
-        n->SetDefaultNotes(text);
-}
-long KelvoGetJobNoteMaxLength(const KelvoControl* note) {
-    const PPDXJobNote* n = As<PPDXJobNote>(note);
-    return n ? n->MaxLength() : 0;
-}
-long KelvoGetJobNoteMinLength(const KelvoControl* note) {
-    const PPDXJobNote* n = As<PPDXJobNote>(note);
-    return n ? n->MinLength() : 0;
-}
-unsigned long KelvoGetJobNoteFlags(const KelvoControl* note) {
-    const PPDXJobNote* n = As<PPDXJobNote>(note);
-    return n ? n->Flags() : 0;
-}
-int KelvoGetJobNoteOn(const KelvoControl* note) {
-    const PPDXJobNote* n = As<PPDXJobNote>(note);
-    return n ? B(n->GetNotesOnValue()) : 0;
-}
-void KelvoSetJobNoteOn(KelvoControl* note, int on) {
-    if (PPDXJobNote* n = As<PPDXJobNote>(note))
-        n->SetNotesOnValue(on != 0);
-}
-long KelvoJobNotePostScript(KelvoControl* note, unsigned char* buffer) {
-    PPDXJobNote* n = As<PPDXJobNote>(note);
-    return n ? n->PostScript(buffer) : 0;
-}
-
-// Special options.
-
-const char* KelvoGetSpecialOptionValue(const KelvoControl* option) {
-    const PPDXSpecialOption* s = As<PPDXSpecialOption>(option);
-    return s ? s->GetValue() : nullptr;
-}
+size_t KelvoGetPopupCount(const KelvoControls* c) try {
+    return c ? Ctls(c)->PopupCount() : 0;
+} catch (...) { return Failed(0); }
+size_t KelvoGetBooleanCount(const KelvoControls* c) try {
+    return c ? Ctls(c)->BooleanCount() : 0;
+} catch (...) { return Failed(0); }
+size_t KelvoGetRangeCount(const KelvoControls* c) try {
+    return c ? Ctls(c)->RangeCount() : 0;
+} catch (...) { return Failed(0); }
+size_t KelvoGetFloatRangeCount(const KelvoControls* c) try {
+    return c ? Ctls(c)->FloatRangeCount() : 0;
+} catch (...) { return Failed(0); }
+size_t KelvoGetJobnoteCount(const KelvoControls* c) try {
+    return c ? Ctls(c)->JobNoteCount() : 0;
+} catch (...) { return Failed(0); }
+size_t KelvoGetSpecialOptionCount(const KelvoControls* c) try {
+    return c ? Ctls(c)->SpecialOptionsCount() : 0;
+} catch (...) { return Failed(0); }
+size_t KelvoGetControlCount(const KelvoControls* c) try {
+    return c ? Ctls(c)->ControlCount() : 0;
+} catch (...) { return Failed(0); }
+int KelvoGetNoPopups(const KelvoControls* c) try {
+    return c ? B(Ctls(c)->NoPopups()) : 0;
+} catch (...) { return Failed(0); }
+int KelvoGetNoBooleanControls(const KelvoControls* c) try {
+    return c ? B(Ctls(c)->NoBooleanControls()) : 0;
+} catch (...) { return Failed(0); }
+int KelvoGetNoRangeControls(const KelvoControls* c) try {
+    return c ? B(Ctls(c)->NoRangeControls()) : 0;
+} catch (...) { return Failed(0); }
+int KelvoGetNoFloatRangeControls(const KelvoControls* c) try {
+    return c ? B(Ctls(c)->NoFloatRangeControls()) : 0;
+} catch (...) { return Failed(0); }
+int KelvoGetNoJobNotes(const KelvoControls* c) try {
+    return c ? B(Ctls(c)->NoJobNotes()) : 0;
+} catch (...) { return Failed(0); }
+int KelvoGetEmpty(const KelvoControls* c) try { return c ? B(Ctls(c)->Empty()) : 0; } catch (...) { return Failed(0); }
 
 // Shortcuts.
 
-KelvoControl* FirstShortcut(KelvoShortcuts* s) { return s ? H(Cuts(s)->First()) : nullptr; }
-KelvoControl* NextShortcut(KelvoShortcuts* s) { return s ? H(Cuts(s)->Next()) : nullptr; }
-KelvoControl* FindShortcut(KelvoShortcuts* s, const char* keyword, int exact) {
+KelvoControl* KelvoFirstShortcut(KelvoShortcuts* s) try {
+    return s ? H(Cuts(s)->First()) : nullptr;
+} catch (...) { return Failed(nullptr); }
+KelvoControl* KelvoNextShortcut(KelvoShortcuts* s) try {
+    return s ? H(Cuts(s)->Next()) : nullptr;
+} catch (...) { return Failed(nullptr); }
+KelvoControl* KelvoFindShortcut(KelvoShortcuts* s, const char* keyword, int exact) try {
     return s ? H(Cuts(s)->Find(keyword, exact != 0)) : nullptr;
-}
-size_t GetShortcutCount(const KelvoShortcuts* s) { return s ? Cuts(s)->Count() : 0; }
-int IsShortcutsListEmpty(const KelvoShortcuts* s) { return s ? B(Cuts(s)->Empty()) : 0; }
-KelvoControl* KelvoGetShortcutAt(const KelvoShortcuts* s, size_t index) {
+} catch (...) { return Failed(nullptr); }
+size_t KelvoGetShortcutCount(const KelvoShortcuts* s) try {
+    return s ? Cuts(s)->Count() : 0;
+} catch (...) { return Failed(0); }
+int KelvoIsShortcutsListEmpty(const KelvoShortcuts* s) try {
+    return s ? B(Cuts(s)->Empty()) : 0;
+} catch (...) { return Failed(0); }
+KelvoControl* KelvoGetShortcutAt(const KelvoShortcuts* s, size_t index) try {
     return s && index < Cuts(s)->Count() ? H(Cuts(s)->All()[index]) : nullptr;
-}
-KelvoControl* GetPageSizeShortcut(KelvoShortcuts* s) { return s ? H(Cuts(s)->PageSize()) : nullptr; }
-KelvoControl* GetInputSlotShortcut(KelvoShortcuts* s) { return s ? H(Cuts(s)->InputSlot()) : nullptr; }
-KelvoControl* GetDuplexShortcut(KelvoShortcuts* s) { return s ? H(Cuts(s)->Duplex()) : nullptr; }
-KelvoControl* GetOrientationShortcut(KelvoShortcuts* s) { return s ? H(Cuts(s)->Orientation()) : nullptr; }
-KelvoControl* GetMediaSourceShortcut(KelvoShortcuts* s) { return s ? H(Cuts(s)->MediaSource()) : nullptr; }
-KelvoControl* GetChromaquaShortcut(KelvoShortcuts* s) { return s ? H(Cuts(s)->Chromaqua()) : nullptr; }
+} catch (...) { return Failed(nullptr); }
+KelvoControl* KelvoGetPageSizeShortcut(KelvoShortcuts* s) try {
+    return s ? H(Cuts(s)->PageSize()) : nullptr;
+} catch (...) { return Failed(nullptr); }
+KelvoControl* KelvoGetInputSlotShortcut(KelvoShortcuts* s) try {
+    return s ? H(Cuts(s)->InputSlot()) : nullptr;
+} catch (...) { return Failed(nullptr); }
+KelvoControl* KelvoGetDuplexShortcut(KelvoShortcuts* s) try {
+    return s ? H(Cuts(s)->Duplex()) : nullptr;
+} catch (...) { return Failed(nullptr); }
+KelvoControl* KelvoGetOrientationShortcut(KelvoShortcuts* s) try {
+    return s ? H(Cuts(s)->Orientation()) : nullptr;
+} catch (...) { return Failed(nullptr); }
+KelvoControl* KelvoGetMediaSourceShortcut(KelvoShortcuts* s) try {
+    return s ? H(Cuts(s)->MediaSource()) : nullptr;
+} catch (...) { return Failed(nullptr); }
+KelvoControl* KelvoGetChromaquaShortcut(KelvoShortcuts* s) try {
+    return s ? H(Cuts(s)->Chromaqua()) : nullptr;
+} catch (...) { return Failed(nullptr); }
 
-}  // extern "C"
+} // extern "C"

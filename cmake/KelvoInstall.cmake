@@ -1,0 +1,47 @@
+# What `cmake --install` puts under the prefix: the shared library and its
+# headers (include/kelvo/), a pkg-config file, a CMake package, the tool with
+# its manual page and bash completion, and the licence.
+include(CMakePackageConfigHelpers)
+
+install(TARGETS kelvo EXPORT KelvoTargets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development
+  PUBLIC_HEADER DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/kelvo COMPONENT development
+  INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(TARGETS kelvo-pde RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime)
+install(FILES ${PROJECT_SOURCE_DIR}/docs/kelvo-pde.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT runtime)
+install(FILES ${PROJECT_SOURCE_DIR}/tools/kelvo-pde/kelvo-pde.bash-completion
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME kelvo-pde COMPONENT runtime)
+install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT runtime)
+
+# CMake package: find_package(Kelvo) gives the imported target Kelvo::kelvo.
+set(KELVO_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/Kelvo)
+install(EXPORT KelvoTargets NAMESPACE Kelvo:: DESTINATION ${KELVO_CMAKE_DIR} COMPONENT development)
+configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/KelvoConfig.cmake.in
+  ${PROJECT_BINARY_DIR}/KelvoConfig.cmake INSTALL_DESTINATION ${KELVO_CMAKE_DIR})
+# Before 1.0 a minor release may change the interface, so only the same
+# major.minor satisfies a request.
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/KelvoConfigVersion.cmake
+  COMPATIBILITY SameMinorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/KelvoConfig.cmake ${PROJECT_BINARY_DIR}/KelvoConfigVersion.cmake
+  DESTINATION ${KELVO_CMAKE_DIR} COMPONENT development)
+
+# pkg-config. The prefix is only known for certain when installing
+# (`cmake --install build --prefix DIR` overrides the configured one), so
+# the file is written then, from the prefix the install runs with. The
+# library has no static form, so its zlib dependency stays out of the file.
+foreach(dir LIBDIR INCLUDEDIR)
+  if(IS_ABSOLUTE "${CMAKE_INSTALL_${dir}}")
+    set(KELVO_PC_${dir} "${CMAKE_INSTALL_${dir}}")
+  else()
+    set(KELVO_PC_${dir} "\${prefix}/${CMAKE_INSTALL_${dir}}")
+  endif()
+endforeach()
+# The template keeps @KELVO_PC_PREFIX@ for the install-time pass.
+set(KELVO_PC_PREFIX "@KELVO_PC_PREFIX@")
+set(KELVO_PC_TEMPLATE ${PROJECT_BINARY_DIR}/kelvo.pc.template)
+configure_file(${PROJECT_SOURCE_DIR}/cmake/kelvo.pc.in ${KELVO_PC_TEMPLATE} @ONLY)
+install(CODE "
+  set(KELVO_PC_PREFIX \"\${CMAKE_INSTALL_PREFIX}\")
+  configure_file(\"${KELVO_PC_TEMPLATE}\" \"${PROJECT_BINARY_DIR}/kelvo.pc\" @ONLY)
+" COMPONENT development)
+install(FILES ${PROJECT_BINARY_DIR}/kelvo.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
