@@ -85,7 +85,8 @@ void QJVPPD::Parse() {
         return;
     PPDFileStream fileStream(mFile.get(), true);
     if (fileStream.Bad()) {
-        mFileErrorText = mFile->ErrorText();
+        // A file that opened and read without error but gave no bytes is empty.
+        mFileErrorText = mFile->ErrorText().empty() ? std::string("empty file") : mFile->ErrorText();
         AddError(MakePPDError(PPDErr_FileError, true));
         return;
     }

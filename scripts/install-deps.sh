@@ -1,14 +1,29 @@
 #!/usr/bin/env bash
-# Installs the Debian packages the project builds and tests with (skips what is there).
+# Installs the Debian packages the project needs, skipping what is there.
+#
+#   bash scripts/install-deps.sh run   building and running kelvo-pde only
+#   bash scripts/install-deps.sh all   everything (the default): tests, the C
+#                                      interface checks, corpus tool, fuzzing,
+#                                      benchmark, the PPD checker
+#
+# Messages go to standard error: callers keep standard output for reports.
 set -euo pipefail
 
-packages=(
-  build-essential cmake pkg-config
+# Configuring needs only the compiler, CMake, zlib, nlohmann-json and CLI11;
+# the rest is found when present.
+run_packages=(g++ make cmake zlib1g-dev nlohmann-json3-dev libcli11-dev)
+more_packages=(
+  build-essential pkg-config binutils file gzip
   libgtest-dev libgmock-dev libbenchmark-dev
-  nlohmann-json3-dev libcli11-dev
   clang libclang-rt-14-dev
-  libcups2-dev time zlib1g-dev
+  libcups2-dev cups-client time
 )
+
+case ${1:-all} in
+  run) packages=("${run_packages[@]}") ;;
+  all) packages=("${run_packages[@]}" "${more_packages[@]}") ;;
+  *) echo "usage: $0 [run|all]" >&2; exit 2 ;;
+esac
 
 missing=()
 for p in "${packages[@]}"; do
@@ -18,6 +33,6 @@ done
 
 as_root=()
 [ "$(id -u)" -eq 0 ] || as_root=(sudo)
-echo "Installing: ${missing[*]}"
-"${as_root[@]}" apt-get update -qq
-DEBIAN_FRONTEND=noninteractive "${as_root[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}"
+echo "Installing: ${missing[*]}" >&2
+"${as_root[@]}" apt-get update -qq >&2
+DEBIAN_FRONTEND=noninteractive "${as_root[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >&2

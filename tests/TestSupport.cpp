@@ -41,14 +41,40 @@ std::string ReadFile(const std::filesystem::path& path) {
     return ss.str();
 }
 
-namespace {
 std::string ShellQuote(const std::string& s) {
     std::string quoted = "'";
     for (char c : s)
         quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
     return quoted + "'";
 }
-} // namespace
+
+std::filesystem::path SourcePath(std::string_view name) {
+    return std::filesystem::path(KELVO_SAMPLES).parent_path() / name;
+}
+
+int RunShell(const std::string& command, std::string& out) {
+    out.clear();
+    FILE* pipe = popen(command.c_str(), "r");
+    if (!pipe)
+        return -1;
+    char buffer[4096];
+    for (std::size_t n; (n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;)
+        out.append(buffer, n);
+    const int status = pclose(pipe);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+FullRun RunToolFull(const std::vector<std::string>& args, const std::string& stdinPath) {
+    TempFile errFile("", "stderr.txt");
+    std::string command = ShellQuote(KELVO_PDE_BIN);
+    for (const std::string& a : args)
+        command += " " + ShellQuote(a);
+    command += " <" + ShellQuote(stdinPath.empty() ? "/dev/null" : stdinPath) + " 2>" + ShellQuote(errFile.PathString());
+    FullRun run;
+    run.status = RunShell(command, run.out);
+    run.err = ReadFile(errFile.Path());
+    return run;
+}
 
 RunResult RunTool(const std::vector<std::string>& args, bool stderrOnly) {
     std::string command = ShellQuote(KELVO_PDE_BIN);

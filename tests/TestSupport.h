@@ -41,4 +41,25 @@ struct RunResult {
 /// captures standard output, or with `stderrOnly` standard error.
 RunResult RunTool(const std::vector<std::string>& args, bool stderrOnly = false);
 
+/// Path of a file of the source tree (docs/, tools/...).
+std::filesystem::path SourcePath(std::string_view name);
+
+/// A run of the tool with both outputs kept apart.
+struct FullRun {
+    int status = -1; ///< exit status, -1 when the tool did not exit normally
+    std::string out; ///< standard output
+    std::string err; ///< standard error
+};
+
+/// Runs the built kelvo-pde with `args`, standard input read from
+/// `stdinPath` (/dev/null when empty), capturing both outputs.
+FullRun RunToolFull(const std::vector<std::string>& args, const std::string& stdinPath = "");
+
+/// Runs a shell command line; returns its exit status (-1 when it did not
+/// exit normally) and fills `out` with its standard output.
+int RunShell(const std::string& command, std::string& out);
+
+/// `text` quoted for the shell.
+std::string ShellQuote(const std::string& text);
+
 } // namespace kelvotest

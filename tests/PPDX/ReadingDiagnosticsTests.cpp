@@ -41,6 +41,7 @@ std::filesystem::path Gzip(const std::filesystem::path& path) {
 
 TEST(ReadingDiagnostics, FileErrorsSayWhy) {
     TempFile file("x");
+    TempFile empty("");
     struct Row {
         std::filesystem::path path;
         const char* text;
@@ -49,6 +50,7 @@ TEST(ReadingDiagnostics, FileErrorsSayWhy) {
         {file.Path().parent_path(), "Is a directory"},
         {"/dev/null", "not a regular file"},
         {file.Path() / "below-a-file.ppd", "Not a directory"},
+        {empty.Path(), "empty file"},
     };
     for (const Row& r : rows) {
         QJVPPDRef doc(new QJVPPD(r.path, kParseAll));

@@ -190,3 +190,38 @@ TEST(KelvoPdeCheck, PrintSizeReportAgreesWithConstrained) {
     EXPECT_EQ(j["conflicts"], json::parse(R"([["*QJPrintSize","A4"]])"));
     EXPECT_NE(j["solution"], json::array()); // a change is needed
 }
+
+TEST(KelvoPdeCheck, DashOSetsLikeSetAndValuesAreChecked) {
+    ExpectOutputs({
+        {kDuplex, {"-o", "InputSlot=Envelope", "--try", "Duplex=DuplexTumble"}, kTumbleOnEnvelope},
+        // -o and --set are one list, applied in the order given.
+        {kDuplex, {"-o", "InputSlot=Envelope", "--set", "InputSlot=Tray1", "--try", "Duplex=DuplexTumble"},
+         "Duplex=DuplexTumble: allowed\nconflicts: none\ncandidates: none\n"},
+        {kDuplex, {"--set", "InputSlot=Tray1", "-o", "InputSlot=Envelope", "--try", "Duplex=DuplexTumble"},
+         kTumbleOnEnvelope},
+        // A Boolean word in any case is the choice the constraints name.
+        {"chain.ppd", {"--try", "QJBooklet=true"}, "QJBooklet=true: constrained\nconflicts: *QJStaple=Corner\n"
+                                                   "candidates: *QJStaple=Saddle\n"},
+    });
+    // The values ps refuses, check refuses too.
+    const std::string sample = kelvotest::SamplePath("kelvo-sample.ppd").string();
+    const struct {
+        std::vector<std::string> args;
+        const char* message;
+    } rows[] = {
+        {{"-o", "QJCopies=abc", "--grey"}, "kelvo-pde: *QJCopies wants a whole number, not \"abc\"\n"},
+        {{"-o", "QJGamma=nan", "--grey"}, "kelvo-pde: *QJGamma wants a finite decimal number, not \"nan\"\n"},
+        {{"-o", "QJBooklet=yes", "--grey"}, "kelvo-pde: *QJBooklet is True or False, not \"yes\"\n"},
+        {{"--try", "QJBooklet=On"}, "kelvo-pde: *QJBooklet is True or False, not \"On\"\n"},
+        {{"-o", "QJStaple=", "--grey"}, "kelvo-pde: -o/--set wants KEY=CHOICE, got \"QJStaple=\"\n"},
+    };
+    for (const auto& r : rows) {
+        SCOPED_TRACE(r.message);
+        std::vector<std::string> args = {"check", sample};
+        args.insert(args.end(), r.args.begin(), r.args.end());
+        const kelvotest::FullRun run = kelvotest::RunToolFull(args);
+        EXPECT_EQ(run.status, 1);
+        EXPECT_EQ(run.err, r.message);
+        EXPECT_EQ(run.out, "");
+    }
+}

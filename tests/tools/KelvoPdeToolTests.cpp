@@ -288,18 +288,22 @@ TEST(KelvoPdeErrors, UnusableFilesExitTwoWithOneLine) {
     struct Row {
         std::string path;
         std::vector<std::string> options;
-        const char* error;
+        const char* error; // what follows "kelvo-pde: PATH: "
     };
+    const char* const notPPD = "line 1: not a PPD file (the first line is not *PPD-Adobe: \"4.3\") (PPDErr_NotPPDFile)";
     const Row rows[] = {
-        {DataPath("no-such-file.ppd").string(), {}, "PPDErr_FileError"},
-        {DataPath("line-endings").string(), {}, "PPDErr_FileError"},
-        {DataPath("not-a-ppd.txt").string(), {}, "PPDErr_NotPPDFile"},
-        {DataPath("bad-version.ppd").string(), {}, "PPDErr_NotPPDFile"},
-        {DataPath("unclosed-openuiqjv.ppd").string(), {}, "PPDErr_OpenUIQJVParsing1"},
-        {DataPath("duplicate-flags.ppd").string(), {"--all-errors-fatal"}, "PPDErr_Duplicate"},
+        {DataPath("no-such-file.ppd").string(), {}, "No such file or directory (PPDErr_FileError)"},
+        {DataPath("line-endings").string(), {}, "Is a directory (PPDErr_FileError)"},
+        {"/dev/null", {}, "not a regular file (PPDErr_FileError)"},
+        {DataPath("not-a-ppd.txt").string(), {}, notPPD},
+        {DataPath("bad-version.ppd").string(), {}, notPPD},
+        {DataPath("unclosed-openuiqjv.ppd").string(), {},
+         "line 23: *QJUnclosed: an OpenUIQJV block is never closed (PPDErr_OpenUIQJVParsing1)"},
+        {DataPath("duplicate-flags.ppd").string(), {"--all-errors-fatal"},
+         "line 18: *QJStaple: the same keyword is declared twice (PPDErr_Duplicate)"},
     };
     for (const Row& r : rows) {
-        for (const char* command : {"inspect", "ps"}) {
+        for (const char* command : {"inspect", "ps", "options"}) {
             std::vector<std::string> args = {command, r.path};
             if (std::string(command) == "ps")
                 args.push_back("QJStaple");
@@ -323,19 +327,28 @@ TEST(KelvoPdeErrors, NonFatalErrorsExitZeroAndAreListed) {
     const Row rows[] = {
         // The first declaration stays; the second one's lines are read as plain statements.
         {DataPath("duplicate-flags.ppd").string(),
-         R"([{"code":23,"name":"PPDErr_Duplicate","keyword":"*QJStaple","fatal":false}])",
+         R"([{"code":23,"name":"PPDErr_Duplicate","message":"the same keyword is declared twice","line":18,
+              "keyword":"*QJStaple","fatal":false}])",
          {"*QJStaple", "*QJPunch"}},
         // The line after the flags goes with them: *QJSwallowed is never declared.
         {DataPath("flags-wrong-line.ppd").string(),
-         R"([{"code":16,"name":"PPDErr_ControlParsing","keyword":"*QJStaple","fatal":false}])",
+         R"([{"code":16,"name":"PPDErr_ControlParsing","message":"a control declaration cannot be read","line":12,
+              "keyword":"*QJStaple","fatal":false}])",
          {"*QJKept", "*QJPunch"}},
-        // Reading stops at the long line; the shortcut pass still runs after it.
+        // Reading stops at the long line, which is said; the shortcut pass
+        // still runs after it and concerns no line.
         {DataPath("long-line.ppd").string(),
-         R"([{"code":19,"name":"PPDErr_BadShortcut","keyword":"*QJPunch","fatal":false}])",
+         R"([{"code":38,"name":"PPDErr_ReadEndedEarly",
+              "message":"reading stopped early at a line of 255 bytes or more or at a 0xFF byte","line":20,
+              "keyword":null,"fatal":false},
+             {"code":19,"name":"PPDErr_BadShortcut","message":"a shortcut names no known control","line":null,
+              "keyword":"*QJPunch","fatal":false}])",
          {"*QJStaple"}},
         {pageOnly.PathString(),
-         R"([{"code":26,"name":"PPDErr_NoGroups","keyword":null,"fatal":false},
-             {"code":27,"name":"PPDErr_NoControls","keyword":null,"fatal":false}])",
+         R"([{"code":26,"name":"PPDErr_NoGroups","message":"the document has no groups","line":null,"keyword":null,
+              "fatal":false},
+             {"code":27,"name":"PPDErr_NoControls","message":"the document has no controls","line":null,
+              "keyword":null,"fatal":false}])",
          {}},
     };
     for (const Row& r : rows) {

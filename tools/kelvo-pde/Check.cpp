@@ -1,5 +1,4 @@
 // kelvo-pde check: test a choice against the constraints, explain and resolve conflicts.
-#include <algorithm>
 #include <ostream>
 
 #include "Commands.h"
@@ -14,9 +13,10 @@ namespace {
 
 std::string WithStar(const std::string& key) { return !key.empty() && key[0] == '*' ? key : "*" + key; }
 
+/// "KEY=CHOICE", both parts non-empty; the key gets its asterisk.
 bool SplitPair(const std::string& text, std::string& key, std::string& choice) {
     const std::size_t eq = text.find('=');
-    if (eq == std::string::npos || eq == 0)
+    if (eq == std::string::npos || eq == 0 || eq + 1 == text.size())
         return false;
     key = WithStar(text.substr(0, eq));
     choice = text.substr(eq + 1);
@@ -57,19 +57,19 @@ std::vector<std::string> ChoicesOf(PPDXControl* c) {
 }
 
 /// A misspelt key or choice would otherwise pass silently as "no constraint".
-bool KnownChoice(QJVPPD& doc, const std::string& key, const std::string& choice, std::ostream& err) {
+/// Returns the choice as the constraints spell it (a Boolean word as
+/// True/False), or nullopt after a message on `err`. An empty choice names
+/// the whole key (a lock) and is not checked.
+std::optional<std::string> KnownChoice(QJVPPD& doc, const std::string& key, const std::string& choice,
+                                       std::ostream& err) {
     PPDXControl* c = doc.GetPPDXControlForKey(key);
     if (!c) {
-        err << "kelvo-pde: no control " << key << " in this PPD\n";
-        return false;
+        err << "kelvo-pde: no control " << ForTerminal(key) << " in this PPD\n";
+        return std::nullopt;
     }
-    std::vector<std::string> choices = ChoicesOf(c);
-    if (choices.empty() || choice.empty())
-        return true; // ranges, notes: any value text
-    if (std::find(choices.begin(), choices.end(), choice) != choices.end())
-        return true;
-    err << "kelvo-pde: " << key << " has no choice " << choice << "\n";
-    return false;
+    if (choice.empty())
+        return choice;
+    return AcceptedValue(*c, key, choice, err);
 }
 
 /// The choices the panel would grey out, per popup and Boolean.
@@ -94,13 +94,14 @@ int RunCheck(QJVPPD& doc, const CheckRequest& request, std::ostream& out, std::o
     for (const std::string& set : request.sets) {
         std::string key, choice;
         if (!SplitPair(set, key, choice)) {
-            err << "kelvo-pde: --set wants KEY=CHOICE, got \"" << set << "\"\n";
+            err << "kelvo-pde: -o/--set wants KEY=CHOICE, got \"" << ForTerminal(set) << "\"\n";
             return kExitUsage;
         }
-        if (!KnownChoice(doc, key, choice, err))
+        const std::optional<std::string> accepted = KnownChoice(doc, key, choice, err);
+        if (!accepted)
             return kExitUsage;
-        if (!doc.SetValueForKey(key, choice)) {
-            err << "kelvo-pde: " << key << " cannot be set\n";
+        if (!doc.SetValueForKey(key, *accepted)) {
+            err << "kelvo-pde: " << ForTerminal(key) << " cannot be set\n";
             return kExitUsage;
         }
     }
@@ -112,11 +113,13 @@ int RunCheck(QJVPPD& doc, const CheckRequest& request, std::ostream& out, std::o
     if (request.tryPair) {
         std::string key, choice;
         if (!SplitPair(*request.tryPair, key, choice)) {
-            err << "kelvo-pde: --try wants KEY=CHOICE, got \"" << *request.tryPair << "\"\n";
+            err << "kelvo-pde: --try wants KEY=CHOICE, got \"" << ForTerminal(*request.tryPair) << "\"\n";
             return kExitUsage;
         }
-        if (!KnownChoice(doc, key, choice, err))
+        const std::optional<std::string> accepted = KnownChoice(doc, key, choice, err);
+        if (!accepted)
             return kExitUsage;
+        choice = *accepted;
         UIConstraints& table = *doc.GetUIConstraints();
         const CStringSoup& soup = table.GetConstraintStrings();
         KVCache locked;
@@ -125,8 +128,10 @@ int RunCheck(QJVPPD& doc, const CheckRequest& request, std::ostream& out, std::o
             const bool whole = !SplitPair(lock, lockKey, lockChoice);
             if (whole)
                 lockKey = WithStar(lock);
-            if (!KnownChoice(doc, lockKey, lockChoice, err))
+            const std::optional<std::string> acceptedLock = KnownChoice(doc, lockKey, lockChoice, err);
+            if (!acceptedLock)
                 return kExitUsage;
+            lockChoice = *acceptedLock;
             // A choice no constraint names can never be a candidate: it locks nothing
             // (its missing id would read as "every choice").
             const std::int64_t choiceId = whole ? -1 : soup.Find(lockChoice);

@@ -4,6 +4,8 @@
 #include <iosfwd>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include <nlohmann/json.hpp>
 
@@ -11,29 +13,71 @@
 
 namespace kelvo::tool {
 
-/// Exit codes of the tool.
+/// Exit codes of the tool: every mistake in the command line (CLI11's own
+/// parse errors included) and every value the PPD does not offer is 1; a
+/// file that cannot be read or is no usable PPD is 2.
 enum ExitCode { kExitOK = 0, kExitUsage = 1, kExitBadPPD = 2 };
 
+/// The PPD argument that stands for standard input.
+inline constexpr std::string_view kStdinPath = "-";
+/// More than this from standard input is refused: the largest real PPDs
+/// are a few MiB, and the whole input is held in memory.
+inline constexpr std::size_t kMaxStdinBytes = 256u << 20;
+
 struct OpenRequest {
-    std::string path;
+    std::string path; ///< a file, or "-" for standard input
     std::string hostApp;
     bool allErrorsFatal = false;
 };
 
-/// Opens a PPD for inspection (orphans and hidden elements included). When
-/// the document is unusable, writes one line naming the file and the error
-/// code to `err` and returns null.
+/// Opens a PPD for inspection (orphans and hidden elements included), from
+/// a file or, for "-", from the whole of standard input (gzip-compressed
+/// bytes are read alike). When the document is unusable, writes one line
+/// to `err`: the file, the line, why in words, and the error code; then
+/// returns null.
 QJVPPDRef OpenForTool(const OpenRequest& request, std::ostream& err);
+
+/// Text from a PPD made safe for a terminal: C0 control bytes, DEL, the C1
+/// controls (U+0080..U+009F) and bytes that are not UTF-8 are written as
+/// \xNN, so that a translation holding escape sequences cannot drive the
+/// terminal. Everything else is kept as it is.
+std::string ForTerminal(std::string_view text);
+
+/// How diagnostics name the PPD argument: the path made terminal-safe, or
+/// "(standard input)" for "-".
+std::string ShownPath(std::string_view path);
+
+/// The name to show for an element or control: its translation, or the
+/// keyword without its asterisk when the translation is empty (as a print
+/// dialog does). JSON keeps the empty name.
+std::string DisplayName(const std::string& name, const char* keyword);
 
 /// The whole document as one JSON object, walked with everything displayable.
 nlohmann::json InspectJSON(QJVPPD& doc);
 /// A readable tree: header, pages with their panes and roll-downs, groups,
-/// controls with values, constraints and errors.
+/// controls with values, constraints and errors. All PPD text goes through
+/// ForTerminal.
 void InspectTree(QJVPPD& doc, std::ostream& out);
 
-/// Framed PostScript of one control after applying an optional value text.
-/// With `isNote`, the control must be a job note and the value is its text.
-/// Returns an exit code; diagnostics go to `err`.
+/// One line per control in the manner of a print system's option listing:
+/// "Keyword/Name: choice *current choice". With `panelOnly`, only what the
+/// panel shows (visible controls placed in a group).
+void ListOptions(QJVPPD& doc, std::ostream& out, bool panelOnly);
+
+/// Checks a value text against what a control accepts before it is set:
+/// a popup's choice keyword (exactly), True or False for a Boolean (any
+/// case), a finite number for a range (whole and within 32 bits for an
+/// integer range; the control then clamps it to its bounds), any text for
+/// a job note or a custom size. On success returns the text to apply (the
+/// Boolean word spelt True/False); otherwise writes a "kelvo-pde:" line to
+/// `err` and returns nullopt. Special options take no value at all.
+std::optional<std::string> AcceptedValue(PPDXControl& control, const std::string& key, std::string_view value,
+                                         std::ostream& err);
+
+/// Framed PostScript of one control after applying an optional value text
+/// (checked by AcceptedValue). With `isNote`, the control must be a job
+/// note and the value is its text. Returns an exit code; diagnostics go to
+/// `err`.
 int PrintPostScript(QJVPPD& doc, const std::string& key, const std::optional<std::string>& value,
                     std::ostream& out, std::ostream& err, bool isNote = false);
 
@@ -43,7 +87,7 @@ namespace kelvo::tool {
 
 /// What `kelvo-pde check` was asked.
 struct CheckRequest {
-    std::vector<std::string> sets;  ///< KEY=CHOICE selections, applied in order
+    std::vector<std::string> sets;  ///< KEY=CHOICE selections (--set or -o), applied in order
     std::optional<std::string> tryPair; ///< KEY=CHOICE to test
     bool resolve = false;           ///< search for changes that make the try consistent
     std::vector<std::string> locks; ///< KEY (every choice) or KEY=CHOICE the search may not pick

@@ -1,5 +1,6 @@
 // kelvo-pde inspect: the document as JSON or as a readable tree.
 #include <functional>
+#include <vector>
 #include <ostream>
 
 #include "Commands.h"
@@ -119,10 +120,16 @@ json InspectJSON(QJVPPD& doc) {
             header[name] = value;
     j["header"] = header;
 
+    j["makerStatements"] = doc.HasMakerStatements();
+
+    // "line" is the 1-based physical line, null for what concerns the whole
+    // document (no pages, no controls...).
     json errors = json::array();
     for (std::size_t i = 0; const PPDXErrorObj* e = doc.GetErrors()->At(i); ++i) {
         errors.push_back({{"code", e->Code()},
                           {"name", OrNull(PPDErrName(e->Code()))},
+                          {"message", OrNull(PPDErrMessage(e->Code()))},
+                          {"line", e->Line() > 0 ? json(e->Line()) : json(nullptr)},
                           {"keyword", OrNull(e->Keyword())},
                           {"fatal", e->IsFatal()}});
     }
@@ -164,22 +171,37 @@ json InspectJSON(QJVPPD& doc) {
     return j;
 }
 
+
 namespace {
+
+/// PPD text for the terminal; `absent` stands for a missing value.
+std::string Shown(const char* text, const char* absent = "-") { return text ? ForTerminal(text) : absent; }
+
+/// The quoted name of an element, or its keyword when the name is empty.
+std::string ShownName(const std::string& name, const char* keyword) {
+    return "\"" + ForTerminal(DisplayName(name, keyword)) + "\"";
+}
+
+/// The document-wide errors a plain PPD always gets: said once as "no maker
+/// statements" instead.
+bool IsEmptyModelError(std::int16_t code) {
+    return code == PPDErr_NoPropertyPages || code == PPDErr_NoGroups || code == PPDErr_NoControls;
+}
 
 void PrintControl(PPDXControl& c, std::ostream& out, const std::string& indent) {
     static const char* kTypeNames[] = {"?",       "job note", "range",       "float range",
                                        "boolean", "popup",    "special",     "custom size"};
     const auto type = static_cast<unsigned>(c.Type());
-    out << indent << (c.Keyword() ? c.Keyword() : "(no keyword)") << "  \"" << c.CFStringUserName() << "\"  ["
-        << (type < 8 ? kTypeNames[type] : "?") << (c.IsVisible() ? "" : ", hidden") << "]";
+    out << indent << Shown(c.Keyword(), "(no keyword)") << "  " << ShownName(c.CFStringUserName(), c.Keyword())
+        << "  [" << (type < 8 ? kTypeNames[type] : "?") << (c.IsVisible() ? "" : ", hidden") << "]";
     if (c.HasCurrentValue())
-        out << " = " << c.CopyCurrentControlValueString();
+        out << " = " << ForTerminal(c.CopyCurrentControlValueString());
     out << "\n";
     if (auto* p = dynamic_cast<PPDXPopupControl*>(&c)) {
         for (std::size_t i = 0; i < p->ItemCount(); ++i) {
             const _PopupItem* item = p->ItemAt(i);
-            out << indent << "    " << (item->selected ? "* " : "  ") << (item->Keyword() ? item->Keyword() : "")
-                << (item->localName ? "  \"" + *item->localName + "\"" : std::string()) << "\n";
+            out << indent << "    " << (item->selected ? "* " : "  ") << Shown(item->Keyword(), "")
+                << (item->localName ? "  " + ShownName(*item->localName, item->Keyword()) : std::string()) << "\n";
         }
     } else if (auto* r = dynamic_cast<PPDXRangeControl*>(&c)) {
         out << indent << "    range " << r->MinVal() << ".." << r->MaxVal() << " step " << r->Increment()
@@ -198,14 +220,16 @@ void PrintControl(PPDXControl& c, std::ostream& out, const std::string& indent) 
 void InspectTree(QJVPPD& doc, std::ostream& out) {
     const _DISPLAY_OPTIONS_ saved = PPDX::Options();
     PPDX::Options(kDisplayAll);
-    auto show = [](const char* s) { return s ? s : "-"; };
-    out << "Model:    " << show(doc.ModelName()) << "\n"
-        << "File:     " << show(doc.PCFileName()) << "  (format " << show(doc.FormatVersion()) << ", file version "
-        << show(doc.FileVersion()) << ")\n"
-        << "Language: " << show(doc.LanguageVersion()) << " / " << show(doc.LanguageEncoding()) << "\n"
-        << "Maker:    version " << show(doc.MakerQJVersion()) << ", file version " << show(doc.QJFileVersion())
+    out << "Model:    " << Shown(doc.ModelName()) << "\n"
+        << "File:     " << Shown(doc.PCFileName()) << "  (format " << Shown(doc.FormatVersion())
+        << ", file version " << Shown(doc.FileVersion()) << ")\n"
+        << "Language: " << Shown(doc.LanguageVersion()) << " / " << Shown(doc.LanguageEncoding()) << "\n"
+        << "Maker:    version " << Shown(doc.MakerQJVersion()) << ", file version " << Shown(doc.QJFileVersion())
         << "\n"
         << "Valid:    " << (doc.IsValidPPD() ? "yes" : "no") << "\n\n";
+    const bool plain = !doc.HasMakerStatements();
+    if (plain)
+        out << "No maker statements: a plain PPD, the panel has nothing to show.\n";
 
     const auto& controls = doc.GetControls()->All();
     auto controlsUnder = [&](const PPDXElement* parent, const std::string& indent) {
@@ -214,7 +238,7 @@ void InspectTree(QJVPPD& doc, std::ostream& out) {
                 PrintControl(*c, out, indent);
     };
     auto title = [](const PPDXElement& e) {
-        return std::string(e.Keyword() ? e.Keyword() : "?") + "  \"" + e.CFStringUserName() + "\"" +
+        return Shown(e.Keyword(), "?") + "  " + ShownName(e.CFStringUserName(), e.Keyword()) +
                (e.IsVisible() ? "" : " (hidden)");
     };
 
@@ -251,16 +275,26 @@ void InspectTree(QJVPPD& doc, std::ostream& out) {
     if (!shortcuts.Empty()) {
         out << "\nShortcuts:";
         for (PPDXControl* c : shortcuts.All())
-            out << " " << (c->Keyword() ? c->Keyword() : "?");
+            out << " " << Shown(c->Keyword(), "?");
         out << "\n";
     }
     out << "\nConstraints: " << doc.GetUIConstraints()->GetConstraintForest().Count() << " pairs, requires "
         << doc.GetUIConstraints()->GetRequiresForest().Count() << " pairs\n";
-    out << "Errors: " << doc.GetErrors()->Count() << "\n";
-    for (std::size_t i = 0; const PPDXErrorObj* e = doc.GetErrors()->At(i); ++i) {
+
+    std::vector<const PPDXErrorObj*> shown;
+    for (std::size_t i = 0; const PPDXErrorObj* e = doc.GetErrors()->At(i); ++i)
+        if (!(plain && IsEmptyModelError(e->Code())))
+            shown.push_back(e);
+    out << "Errors: " << shown.size() << "\n";
+    for (const PPDXErrorObj* e : shown) {
         const char* name = PPDErrName(e->Code());
-        out << "  " << (name ? name : "?") << " (" << e->Code() << ")" << (e->IsFatal() ? " fatal" : "")
-            << (e->Keyword() ? std::string(" ") + e->Keyword() : std::string()) << "\n";
+        const char* message = PPDErrMessage(e->Code());
+        out << "  " << (name ? name : "?") << " (" << e->Code() << ")" << (e->IsFatal() ? " fatal" : "");
+        if (e->Line() > 0)
+            out << ", line " << e->Line();
+        if (e->Keyword())
+            out << ", " << ForTerminal(e->Keyword());
+        out << ": " << (message ? message : "?") << "\n";
     }
     PPDX::Options(saved);
 }

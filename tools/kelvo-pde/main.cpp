@@ -5,20 +5,42 @@
 #include <CLI/CLI.hpp>
 
 #include "Commands.h"
+#include "util/Log.h"
+
+#ifndef KELVO_VERSION_STRING
+#define KELVO_VERSION_STRING "0.1.0"
+#endif
 
 using namespace kelvo::tool;
+
+namespace {
+
+constexpr const char* kFooter = R"(PPD may be "-" for standard input; gzip-compressed files (.ppd.gz) are read too.
+
+Exit status:
+  0  done (a PPD with warnings only is fine)
+  1  usage error: a bad command line, an unknown key, choice or value
+  2  the file cannot be read or is not a usable PPD)";
+
+} // namespace
 
 int main(int argc, char** argv) {
     // Text encoding follows the user's locale; numbers stay in the C locale
     // because they end up in PostScript.
     std::setlocale(LC_CTYPE, "");
 
-    CLI::App app{"kelvo-pde: read a Kelvo PPD the way the print-dialog panel does"};
+    CLI::App app{"kelvo-pde: read a Kelvo PPD the way the print-dialog panel does", "kelvo-pde"};
     app.require_subcommand(1);
+    app.set_version_flag("--version", "kelvo-pde " KELVO_VERSION_STRING, "print the version and exit");
+    app.footer(kFooter);
+    // Options of the main command (--verbose) may also follow the subcommand.
+    app.fallthrough();
+    bool verbose = false;
+    app.add_flag("-v,--verbose", verbose, "show the library's diagnostic log on standard error");
 
     OpenRequest request;
     auto addOpenOptions = [&request](CLI::App* sub) {
-        sub->add_option("PPD", request.path, "PPD file to read")->required();
+        sub->add_option("PPD", request.path, "PPD file to read, or - for standard input")->required();
         sub->add_option("--host-app", request.hostApp,
                         "identifier of the host application (some hosts stop reading at \"APLANNOTATE END\")");
         sub->add_flag("--all-errors-fatal", request.allErrorsFatal, "stop reading at the first error of any kind");
@@ -28,6 +50,11 @@ int main(int argc, char** argv) {
     CLI::App* inspect = app.add_subcommand("inspect", "show the document the panel would build");
     addOpenOptions(inspect);
     inspect->add_flag("--json", json, "one JSON object instead of the readable tree");
+
+    bool panelOnly = false;
+    CLI::App* options = app.add_subcommand("options", "list the options and their choices, current one starred");
+    addOpenOptions(options);
+    options->add_flag("--panel", panelOnly, "only what the panel shows (visible controls placed in a group)");
 
     std::string key;
     std::optional<std::string> value;
@@ -41,14 +68,23 @@ int main(int argc, char** argv) {
     CheckRequest check;
     CLI::App* checkCmd = app.add_subcommand("check", "test choices against the constraints and resolve conflicts");
     addOpenOptions(checkCmd);
-    checkCmd->add_option("--set", check.sets, "KEY=CHOICE selection applied first (repeatable, in order)");
+    checkCmd->add_option("-o,--set", check.sets, "KEY=CHOICE selection applied first (repeatable, in order)");
     checkCmd->add_option("--try", check.tryPair, "KEY=CHOICE to test: conflicts and candidate alternatives");
     checkCmd->add_flag("--resolve", check.resolve, "search for the changes that make the --try choice consistent");
     checkCmd->add_option("--lock", check.locks, "KEY or KEY=CHOICE the search may not change to (repeatable)");
     checkCmd->add_flag("--grey", check.grey, "list each popup's and Boolean's currently constrained choices");
     checkCmd->add_flag("--json", check.json, "one JSON object");
 
-    CLI11_PARSE(app, argc, argv);
+    // CLI11 reports through exceptions, each with its own exit code; they end
+    // here, so that every usage error has one status and one prefix.
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& e) {
+        if (e.get_exit_code() == 0)
+            return app.exit(e); // --help, --version
+        std::cerr << "kelvo-pde: " << e.what() << "\nRun 'kelvo-pde --help' for more information.\n";
+        return kExitUsage;
+    }
     if (checkCmd->parsed() && !check.tryPair && !check.grey) {
         std::cerr << "kelvo-pde: check needs --try KEY=CHOICE or --grey\n";
         return kExitUsage;
@@ -56,6 +92,20 @@ int main(int argc, char** argv) {
     if (check.resolve && !check.tryPair) {
         std::cerr << "kelvo-pde: --resolve needs --try\n";
         return kExitUsage;
+    }
+    if (note && value) {
+        std::cerr << "kelvo-pde: give either VALUE or --note\n";
+        return kExitUsage;
+    }
+
+    // The library is silent unless a sink is set; its lines go to standard
+    // error, never into the report on standard output.
+    if (verbose) {
+        kelvo::SetLogSink([](std::string_view line) {
+            std::cerr << "kelvo-pde: log: " << line;
+            if (line.empty() || line.back() != '\n')
+                std::cerr << '\n';
+        });
     }
 
     QJVPPDRef doc = OpenForTool(request, std::cerr);
@@ -68,11 +118,14 @@ int main(int argc, char** argv) {
             InspectTree(*doc, std::cout);
         return kExitOK;
     }
+    if (options->parsed()) {
+        if (!doc->HasMakerStatements())
+            std::cerr << "kelvo-pde: " << ShownPath(request.path)
+                      << ": no maker statements: a plain PPD, the panel has no options\n";
+        ListOptions(*doc, std::cout, panelOnly);
+        return kExitOK;
+    }
     if (checkCmd->parsed())
         return RunCheck(*doc, check, std::cout, std::cerr);
-    if (note && value) {
-        std::cerr << "kelvo-pde: give either VALUE or --note\n";
-        return kExitUsage;
-    }
     return PrintPostScript(*doc, key, note ? note : value, std::cout, std::cerr, note.has_value());
 }
