@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "PPDX/ChoiceQuestion.h"
 #include "PPDX/KelvoPPDHandles.h"
 
 using namespace kelvo::capi;
@@ -37,20 +38,10 @@ int CheckChoice(QJVPPD& doc, const std::string& keyword, const char* choice) {
     return OffersChoice(*control, choice) ? KELVO_STATUS_OK : KELVO_STATUS_BAD_VALUE;
 }
 
-KelvoChoiceReport::Pairs Texts(const KVCache& pairs, const CStringSoup& soup) {
-    KelvoChoiceReport::Pairs out;
-    out.reserve(pairs.size());
-    for (const KVPair& p : pairs) {
-        const std::string* key = soup.Text(p.first);
-        const std::string* choice = soup.Text(p.second);
-        out.emplace_back(key ? *key : std::string("?"), choice ? *choice : std::string("?"));
-    }
-    return out;
-}
-
-/// The locks as the solver takes them: (key, -1) bars every change of the
-/// key, (key, choice) only the change to that choice.
-int ReadLocks(QJVPPD& doc, const CStringSoup& soup, const char* const* locks, std::size_t count, KVCache& out) {
+/// The locks as the question takes them: "KEY" bars every change of the
+/// key, "KEY=CHOICE" only the change to that choice. Each must name a
+/// control (and a choice it offers).
+int ReadLocks(QJVPPD& doc, const char* const* locks, std::size_t count, std::vector<ChoiceLock>& out) {
     if (count > 0 && !locks)
         return KELVO_STATUS_INVALID_ARGUMENT;
     for (std::size_t i = 0; i < count; ++i) {
@@ -69,33 +60,10 @@ int ReadLocks(QJVPPD& doc, const CStringSoup& soup, const char* const* locks, st
                                                                : KELVO_STATUS_UNKNOWN_KEY;
         if (status != KELVO_STATUS_OK)
             return status;
-        // A choice no constraint names can never be a candidate: it locks
-        // nothing (and its missing id would read as "every choice").
-        const std::int64_t choiceId = whole ? -1 : soup.Find(choice);
-        if (!whole && choiceId == CStringSoup::kMissing)
-            continue;
-        out.Insert(soup.Find(keyword), choiceId);
+        out.push_back({keyword, choice});
     }
     return KELVO_STATUS_OK;
 }
-
-/// Lends the solver the locks for one search and takes them back however
-/// the search ends, so it never keeps a pointer to them.
-class LockScope {
-public:
-    LockScope(ConstraintsEngine& engine, const KVCache& locked) : mEngine(engine) {
-        mEngine.SetLocked(locked.empty() ? nullptr : &locked);
-    }
-    ~LockScope() {
-        mEngine.SetLocked(nullptr);
-        mEngine.purge();
-    }
-    LockScope(const LockScope&) = delete;
-    LockScope& operator=(const LockScope&) = delete;
-
-private:
-    ConstraintsEngine& mEngine;
-};
 
 /// Answers for (keyword, choice); with `resolve`, searches for a resolution
 /// under `locks` as well. Null with *status set on failure.
@@ -116,61 +84,20 @@ std::unique_ptr<KelvoChoiceReport> Answer(KelvoDocument* handle, const char* key
         status = KELVO_STATUS_INTERNAL;
         return nullptr;
     }
-    const CStringSoup& soup = table->GetConstraintStrings();
-    KVCache locked;
-    if (resolve && (status = ReadLocks(doc, soup, locks, lockCount, locked)) != KELVO_STATUS_OK)
+    std::vector<ChoiceLock> locked;
+    if (resolve && (status = ReadLocks(doc, locks, lockCount, locked)) != KELVO_STATUS_OK)
         return nullptr;
 
+    ChoiceAnswer answer = AskChoice(doc, key, choice, resolve, locked);
     auto report = std::make_unique<KelvoChoiceReport>();
     report->keyword = key;
     report->choice = choice;
-    report->constrained = doc.IsKVConstrained(key.c_str(), choice);
-
-    // Conflicts and the search see a print size that follows the page size
-    // as that size, like the constrained answer above.
-    QJVPPD::PrintSizeStandIn standIn(doc);
-    const KVPair followMarker{soup.Find("*QJPrintSize"), soup.Find("SameAsPageSize")};
-    KVCache delta;
-    delta.Insert(soup.Find(key), soup.Find(choice));
-    ConstraintsEngine& engine = table->Engine();
-    const _KVErrorSet test = engine.Test(&delta);
-    KVCache candidates;
-    for (const KVPair& c : test.candidates)
-        if (!standIn.Active() || c != followMarker)
-            candidates.add(c);
-    report->lists[KELVO_PAIRS_CONFLICTS] = Texts(test.conflicts, soup);
-    report->lists[KELVO_PAIRS_CANDIDATES] = Texts(candidates, soup);
-    if (!resolve)
-        return report;
-
-    KVCache proposal = delta;
-    _KVErrorSet solved;
-    {
-        LockScope scope(engine, locked);
-        // The asked-for choice stands; only other keys may give way.
-        solved = engine.Solve(&proposal, true);
-    }
-    if (solved.conflicts.empty() && standIn.Active() && proposal.Lookup(followMarker) >= 0) {
-        // Going back to following the page size is only a way out if the
-        // size it then follows is itself free of conflicts.
-        KVCache followed;
-        const std::int64_t pageKey = soup.Find("*PageSize");
-        const std::int64_t page =
-            proposal.HasKey(pageKey) ? proposal.GetItem(pageKey) : soup.Find(standIn.FollowedSize());
-        for (const KVPair& p : proposal)
-            followed.Insert(p == followMarker ? KVPair{p.first, page} : p);
-        solved = engine.Test(&followed);
-    }
-    if (solved.conflicts.empty()) {
-        KVCache changes;
-        for (const KVPair& p : proposal)
-            if (delta.Lookup(p) < 0)
-                changes.add(p);
-        report->resolved = true;
-        report->lists[KELVO_PAIRS_CHANGES] = Texts(changes, soup);
-    } else {
-        report->lists[KELVO_PAIRS_UNRESOLVED] = Texts(solved.conflicts, soup);
-    }
+    report->constrained = answer.constrained;
+    report->resolved = answer.resolved;
+    report->lists[KELVO_PAIRS_CONFLICTS] = std::move(answer.conflicts);
+    report->lists[KELVO_PAIRS_CANDIDATES] = std::move(answer.candidates);
+    report->lists[KELVO_PAIRS_CHANGES] = std::move(answer.changes);
+    report->lists[KELVO_PAIRS_UNRESOLVED] = std::move(answer.unresolved);
     return report;
 }
 

@@ -335,7 +335,7 @@ PPDXErrorPtr QJVPPD::ParsePSKeywords(PPDStream& stream, const char* keyword) {
             if (!mInstallableRollDown) {
                 auto rollDown = std::make_unique<PPDXRollDown>(name, std::move(title), true);
                 mInstallableRollDown = rollDown.get();
-                mGroups->Add(rollDown.release());
+                mGroups->Add(std::move(rollDown));
             }
         }
         return nullptr;
@@ -353,7 +353,11 @@ PPDXErrorPtr QJVPPD::ParsePSKeywords(PPDStream& stream, const char* keyword) {
 PPDXControl* QJVPPD::GetPPDXControlForKey(std::string_view key) const {
     if (key.empty())
         return nullptr;
-    std::string keyword = key.front() == '*' ? std::string(key) : "*" + std::string(key);
+    std::string keyword;
+    keyword.reserve(key.size() + 1);
+    if (key.front() != '*')
+        keyword += '*';
+    keyword += key;
     return mControls->FindAny(keyword.c_str());
 }
 

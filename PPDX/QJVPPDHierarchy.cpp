@@ -24,7 +24,7 @@ PPDXErrorPtr QJVPPD::ParsePropertyPage(PPDStream& stream) {
             showInApp = false;
     }
     if (visible || KeepsHidden())
-        mProperties->Add(new PPDXProperty(name, std::move(title), visible, showInPrintProp, showInApp));
+        mProperties->Add(std::make_unique<PPDXProperty>(name, std::move(title), visible, showInPrintProp, showInApp));
     return nullptr;
 }
 
@@ -92,19 +92,21 @@ PPDXErrorPtr QJVPPD::ParseParent(PPDStream& stream) {
         PPDXProperty* page = mProperties->Find(parent, true);
         if (!page)
             return MakePPDError(PPDErr_ParentParsingNoParent, false, parent);
-        auto* pane = new PPDXScrollPane(record->name.c_str(), record->translation, record->visible);
+        auto pane = std::make_unique<PPDXScrollPane>(record->name.c_str(), record->translation, record->visible);
         pane->SetParent(page);
-        page->SetScrollDown(pane);
-        mGroups->Add(pane);
+        page->SetScrollDown(pane.get());
+        mGroups->Add(std::move(pane));
         return nullptr;
     }
     auto* pane = dynamic_cast<PPDXScrollPane*>(mGroups->Find(parent, true));
     if (!pane)
         return MakePPDError(PPDErr_ParentParsingNoParent, false, parent);
-    auto* rollDown = new PPDXRollDown(record->name.c_str(), record->translation, record->visible);
+    auto owned = std::make_unique<PPDXRollDown>(record->name.c_str(), record->translation, record->visible);
+    PPDXRollDown* rollDown = owned.get();
     rollDown->SetParent(pane);
+    // The document owns it first; the pane's listing only points at it.
+    mGroups->Add(std::move(owned));
     pane->RollDowns().Add(rollDown);
-    mGroups->Add(rollDown);
     return nullptr;
 }
 
@@ -122,9 +124,10 @@ PPDXGroup* QJVPPD::FindAndCreateParent(const char* name) {
         return nullptr;
     if (PPDXGroup* existing = mGroups->Find(name, true))
         return existing;
-    auto* group = new PPDXGroup(record->name.c_str(), record->translation, record->visible);
-    mGroups->Add(group);
-    return group;
+    auto group = std::make_unique<PPDXGroup>(record->name.c_str(), record->translation, record->visible);
+    PPDXGroup* raw = group.get();
+    mGroups->Add(std::move(group));
+    return raw;
 }
 
 PPDXGroup* QJVPPD::FindOrCreateGroup(const char* name) {
@@ -132,15 +135,16 @@ PPDXGroup* QJVPPD::FindOrCreateGroup(const char* name) {
         return group;
     if (PPDXGroup* group = FindAndCreateParent(name))
         return group;
-    auto* group = new PPDXGroup(name, std::string(name) + " ", true);
-    mGroups->Add(group);
-    return group;
+    auto group = std::make_unique<PPDXGroup>(name, std::string(name) + " ", true);
+    PPDXGroup* raw = group.get();
+    mGroups->Add(std::move(group));
+    return raw;
 }
 
 void QJVPPD::CollectOrphanGroups() {
     for (const GroupName& record : mGroupNames)
         if (!mGroups->Find(record.name.c_str(), true))
-            mGroups->Add(new PPDXGroup(record.name.c_str(), record.translation, record.visible));
+            mGroups->Add(std::make_unique<PPDXGroup>(record.name.c_str(), record.translation, record.visible));
 }
 
 PPDXControl* QJVPPD::SetupControl(std::unique_ptr<PPDXControl> control, PPDXGroup* group, bool place) {
@@ -150,10 +154,11 @@ PPDXControl* QJVPPD::SetupControl(std::unique_ptr<PPDXControl> control, PPDXGrou
     if (group)
         control->SetParent(group);
     PPDXControl* raw = control.get();
+    // The document owns it first; a roll-down's listing only points at it.
+    mControls->Add(std::move(control));
     if (place)
         if (auto* rollDown = dynamic_cast<PPDXRollDown*>(group))
             rollDown->Controls().Add(raw);
-    mControls->Add(std::move(control));
     return raw;
 }
 

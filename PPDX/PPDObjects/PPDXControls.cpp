@@ -17,10 +17,22 @@ PPDXControls::~PPDXControls() {
             delete control;
 }
 
+void PPDXControls::Add(std::unique_ptr<PPDXControl> control) {
+    if (!control)
+        return;
+    mAll.push_back(nullptr);
+    mAll.back() = control.release();
+    Index(mAll.back());
+}
+
 void PPDXControls::Add(PPDXControl* control) {
     if (!control)
         return;
     mAll.push_back(control);
+    Index(control);
+}
+
+void PPDXControls::Index(PPDXControl* control) {
     if (const char* keyword = control->Keyword())
         mByKeyword.try_emplace(keyword, control);
     int t = -1;

@@ -38,10 +38,13 @@ public:
     PPDXControls(const PPDXControls&) = delete;
     PPDXControls& operator=(const PPDXControls&) = delete;
 
-    /// Appends and counts. A null control is ignored. An owning collection
-    /// takes the control over.
+    /// Appends and counts a control owned elsewhere (a roll-down's listing
+    /// of the document's controls). A null control is ignored.
     void Add(PPDXControl* control);
-    void Add(std::unique_ptr<PPDXControl> control) { Add(control.release()); }
+    /// Appends a control the collection takes over. Room is made before
+    /// ownership moves: when memory runs out the control is still the
+    /// caller's unique_ptr's, and nothing leaks.
+    void Add(std::unique_ptr<PPDXControl> control);
 
     PPDXControl* First(CNTL_TYPE& type);
     PPDXControl* Next(CNTL_TYPE& type);
@@ -96,6 +99,9 @@ public:
     const std::vector<PPDXControl*>& All() const { return mAll; }
 
 private:
+    /// Files a control just appended under its keyword and its type.
+    void Index(PPDXControl* control);
+
     enum TypeIndex { kPopups, kBooleans, kRanges, kFloatRanges, kJobNotes, kSpecials, kCustomSizes, kTypeCount };
     struct TypeList {
         std::vector<PPDXControl*> items;

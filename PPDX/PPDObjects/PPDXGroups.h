@@ -27,13 +27,23 @@ public:
     PPDXElementCollection(const PPDXElementCollection&) = delete;
     PPDXElementCollection& operator=(const PPDXElementCollection&) = delete;
 
+    /// Appends an element the collection takes over. Room is made before
+    /// ownership moves: when memory runs out the element is still the
+    /// caller's unique_ptr's, and nothing leaks.
+    void Add(std::unique_ptr<T> item) {
+        if (!item)
+            return;
+        mItems.push_back(nullptr);
+        mItems.back() = item.release();
+        Index(mItems.back());
+    }
+    /// Appends an element owned elsewhere (a scroll pane's listing of the
+    /// document's roll-downs).
     void Add(T* item) {
         if (!item)
             return;
         mItems.push_back(item);
-        // The first element added under a keyword is the one Find reports.
-        if (const char* keyword = item->Keyword())
-            mByKeyword.try_emplace(keyword, item);
+        Index(item);
     }
     std::size_t Count() const { return mItems.size(); }
     bool Empty() const { return mItems.empty(); }
@@ -61,6 +71,12 @@ public:
     const std::vector<T*>& All() const { return mItems; }
 
 private:
+    void Index(T* item) {
+        // The first element added under a keyword is the one Find reports.
+        if (const char* keyword = item->Keyword())
+            mByKeyword.try_emplace(keyword, item);
+    }
+
     struct KeywordHash {
         using is_transparent = void;
         std::size_t operator()(std::string_view text) const { return std::hash<std::string_view>{}(text); }

@@ -10,10 +10,6 @@
 // It is C++ only to replace operator new; it calls nothing but the C
 // interface, through the shared library.
 //
-// Under LeakSanitizer the build registers failing_allocations.supp, which
-// excuses leaks of objects allocated while a document is being read (see
-// there); a leak anywhere else still fails.
-//
 // usage: c_abi_failing_allocations CHAIN.ppd [MORE.ppd...]
 // Every file is opened with each of its allocations failing in turn; the
 // questions are asked of the first, chain.ppd of tests/data/constraints.

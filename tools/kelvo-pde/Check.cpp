@@ -2,6 +2,7 @@
 #include <ostream>
 
 #include "Commands.h"
+#include "PPDX/ChoiceQuestion.h"
 #include "PPDX/PPDObjects/Controls/PPDXBooleanControl.h"
 #include "PPDX/PPDObjects/Controls/PPDXPopupControl.h"
 
@@ -23,14 +24,10 @@ bool SplitPair(const std::string& text, std::string& key, std::string& choice) {
     return true;
 }
 
-/// Ids back to text, for reports.
-json PairsJSON(const KVCache& pairs, const CStringSoup& soup) {
+json PairsJSON(const ChoiceAnswer::Pairs& pairs) {
     json out = json::array();
-    for (const KVPair& p : pairs) {
-        const std::string* key = soup.Text(p.first);
-        const std::string* choice = soup.Text(p.second);
-        out.push_back({key ? *key : std::string("?"), choice ? *choice : std::string("?")});
-    }
+    for (const auto& [key, choice] : pairs)
+        out.push_back({key, choice});
     return out;
 }
 
@@ -120,9 +117,7 @@ int RunCheck(QJVPPD& doc, const CheckRequest& request, std::ostream& out, std::o
         if (!accepted)
             return kExitUsage;
         choice = *accepted;
-        UIConstraints& table = *doc.GetUIConstraints();
-        const CStringSoup& soup = table.GetConstraintStrings();
-        KVCache locked;
+        std::vector<ChoiceLock> locks;
         for (const std::string& lock : request.locks) {
             std::string lockKey, lockChoice;
             const bool whole = !SplitPair(lock, lockKey, lockChoice);
@@ -131,58 +126,19 @@ int RunCheck(QJVPPD& doc, const CheckRequest& request, std::ostream& out, std::o
             const std::optional<std::string> acceptedLock = KnownChoice(doc, lockKey, lockChoice, err);
             if (!acceptedLock)
                 return kExitUsage;
-            lockChoice = *acceptedLock;
-            // A choice no constraint names can never be a candidate: it locks nothing
-            // (its missing id would read as "every choice").
-            const std::int64_t choiceId = whole ? -1 : soup.Find(lockChoice);
-            if (!whole && choiceId == CStringSoup::kMissing)
-                continue;
-            locked.Insert(soup.Find(lockKey), choiceId);
+            locks.push_back({lockKey, *acceptedLock});
         }
 
-        result["constrained"] = doc.IsKVConstrained(key.c_str(), choice.c_str());
-        // Answer the conflicts and the search in the same terms as "constrained":
-        // a print size that follows the page size stands for that size.
-        QJVPPD::PrintSizeStandIn standIn(doc);
-        const KVPair followMarker{soup.Find("*QJPrintSize"), soup.Find("SameAsPageSize")};
-        KVCache delta;
-        delta.Insert(soup.Find(key), soup.Find(choice));
-        ConstraintsEngine& engine = table.Engine();
-        _KVErrorSet test = engine.Test(&delta);
-        KVCache candidates;
-        for (const KVPair& c : test.candidates)
-            if (!standIn.Active() || c != followMarker)
-                candidates.add(c);
-        result["conflicts"] = PairsJSON(test.conflicts, soup);
-        result["candidates"] = PairsJSON(candidates, soup);
+        const ChoiceAnswer answer = AskChoice(doc, key, choice, request.resolve, locks);
+        result["constrained"] = answer.constrained;
+        result["conflicts"] = PairsJSON(answer.conflicts);
+        result["candidates"] = PairsJSON(answer.candidates);
         result["solution"] = nullptr;
-
-        if (request.resolve) {
-            KVCache proposal = delta;
-            engine.SetLocked(locked.empty() ? nullptr : &locked);
-            // The user's own choice stands; only other keys may give way.
-            _KVErrorSet solved = engine.Solve(&proposal, true);
-            engine.SetLocked(nullptr);
-            if (solved.conflicts.empty() && standIn.Active() && proposal.Lookup(followMarker) >= 0) {
-                // Going back to following the page size is only a way out if
-                // the size it then follows is itself free of conflicts.
-                KVCache followed;
-                const std::int64_t pageKey = soup.Find("*PageSize");
-                const std::int64_t page = proposal.HasKey(pageKey) ? proposal.GetItem(pageKey)
-                                                                   : soup.Find(standIn.FollowedSize());
-                for (const KVPair& p : proposal)
-                    followed.Insert(p == followMarker ? KVPair{p.first, page} : p);
-                solved = engine.Test(&followed);
-            }
-            if (solved.conflicts.empty()) {
-                KVCache changes;
-                for (const KVPair& p : proposal)
-                    if (delta.Lookup(p) < 0)
-                        changes.add(p);
-                result["solution"] = PairsJSON(changes, soup);
-            } else {
-                result["unresolved"] = PairsJSON(solved.conflicts, soup);
-            }
+        if (answer.searched) {
+            if (answer.resolved)
+                result["solution"] = PairsJSON(answer.changes);
+            else
+                result["unresolved"] = PairsJSON(answer.unresolved);
         }
     }
 
