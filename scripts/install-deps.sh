@@ -9,9 +9,10 @@
 # Messages go to standard error: callers keep standard output for reports.
 set -euo pipefail
 
-# Configuring needs only the compiler, CMake, zlib, nlohmann-json and CLI11;
+# Configuring needs only the compiler, CMake, pkg-config, zlib, libplist,
+# nlohmann-json and CLI11;
 # the rest is found when present.
-run_packages=(g++ make cmake zlib1g-dev nlohmann-json3-dev libcli11-dev)
+run_packages=(g++ make cmake pkg-config zlib1g-dev libplist-dev nlohmann-json3-dev libcli11-dev)
 more_packages=(
   build-essential pkg-config binutils file gzip
   libgtest-dev libgmock-dev libbenchmark-dev
