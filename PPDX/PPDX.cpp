@@ -12,8 +12,10 @@ PPDX::PPDX(const std::optional<std::filesystem::path>& path, _PARSE_OPTIONS_ opt
       mParseOptions(options),
       mPath(path),
       mHost(std::move(host)) {
-    if (path)
+    if (path) {
         mFile = std::make_unique<PPDFile>(*path);
+        mFileRef = PPDFileRef::FromPath(*path);
+    }
 }
 
 PPDX::~PPDX() = default;

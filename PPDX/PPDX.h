@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "PPDX/PPDObjects/PPDXElement.h"
+#include "PPDX/PPDFileRef.h"
 #include "PPDX/PPDObjects/PPDXErrors.h"
 #include "PPDX/PPDStream.h"
 #include "TextConverter/TextConverter.h"
@@ -69,6 +70,23 @@ public:
     long ParseMainKeyword(const char* text, char* out);
     static void StripLeadingWhiteSpace(char* text);
     static void StripTrailingWhiteSpace(char* text);
+
+    // Identity and validation.
+    /// True when `names` is null (the printer list restricts nothing), or
+    /// when the file's "*PCFileName" value holds one of the names:
+    /// ValidateAgainstPCFilename on `file`, or on the file at `path` when no
+    /// file is given. A directory is never valid (and logged as one).
+    static bool ValidateFileName(const std::filesystem::path& path,
+                                 const std::optional<std::vector<std::string>>& names, PPDFile* file = nullptr);
+    /// Looks for "*PCFileName" in the first 4096 bytes of `file` (gzip data
+    /// inflated), skips the keyword, its colon and following blanks, and
+    /// searches the next 32 bytes for each name (as Mac Roman, at most 255
+    /// bytes) in order: substrings, case-sensitive, so quotes do not matter
+    /// and a name without its extension matches. The file is closed after.
+    static bool ValidateAgainstPCFilename(const std::vector<std::string>& names, PPDFile& file);
+    /// Which file the document was read from, or nothing for a document
+    /// from memory or an unreachable path.
+    const std::optional<PPDFileRef>& FileRef() const { return mFileRef; }
 
     // Header values (null when absent).
     const char* FormatVersion() const { return Text(mFormatVersion); }
@@ -156,6 +174,7 @@ protected:
     std::optional<std::filesystem::path> mPath;
     PPDHostInfo mHost;
     std::string mFileErrorText;
+    std::optional<PPDFileRef> mFileRef;
     std::uint32_t mLineNumber = 0;
     /// The line ReadLine last stopped inside (its rest comes next), or 0.
     bool mInCutLine = false;

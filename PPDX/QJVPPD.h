@@ -63,6 +63,11 @@ public:
     /// Title of the popup job-note window, from "FPPopupAccounting".
     const std::string& PopupAccountingTitle() const { return mPopupAccountingTitle; }
 
+    /// The same document: read from the same file (file system, directory
+    /// and name, as PPDFileRef records them) with equal "*PCFileName"
+    /// values. Documents from memory equal nothing.
+    bool operator==(const QJVPPD& other) const;
+
     /// The control of a keyword, with or without its leading asterisk.
     PPDXControl* GetPPDXControlForKey(std::string_view key) const;
     /// The value text of a control, or nullopt when there is none.
