@@ -8,6 +8,7 @@ in. Seeds are inputs to start from, not tests: nothing checks their outcome."""
 import gzip
 import pathlib
 import shutil
+import struct
 
 FUZZ = pathlib.Path(__file__).resolve().parent
 ROOT = FUZZ.parent
@@ -180,6 +181,83 @@ def write(target, seeds):
         (folder / name).write_bytes(data)
 
 
+def settings_block(items, order="<", version=1):
+    """A flattened settings block (docs/settings-format.md) as a writer of
+    byte order `order` ("<" little, ">" big) lays it down. Each item is
+    (tag, id, attributes, value); tags may be four-character byte strings.
+    Values are bytes already in the writer's order."""
+    body = b""
+    for tag, ident, attributes, value in items:
+        if isinstance(tag, bytes):
+            tag = int.from_bytes(tag, "big")
+        body += struct.pack(order + "IiII", tag, ident, attributes, len(value))
+        body += value + b"\0" * ((4 - len(value) % 4) % 4)
+    mark = b"\xfe\xff" if order == ">" else b"\xff\xfe"
+    return b"KVST" + mark + struct.pack(order + "HII", version, len(items), len(body)) + body
+
+
+def write_settings_seeds():
+    """Seeds for settings_fuzzer: stores in both byte orders with the
+    page-count item, numbers of the sizes the byte-order rule turns, text
+    and 16-bit Unicode items, a locked item, and blocks cut or damaged."""
+    seeds = {}
+    for order, name in (("<", "little"), (">", "big")):
+        utf16 = (b"\xff\xfe" + "Seite \u00fc".encode("utf-16-le")) if order == "<" else (
+            b"\xfe\xff" + "Seite \u00fc".encode("utf-16-be"))
+        model = [
+            (1000, 1001, 0, struct.pack(order + "i", 1024)),
+            (1000, 1008, 0, b"Kelvo Seed"),
+            (1000, 1003, 0, b""),
+            (3000, 3002, 0, struct.pack(order + "Q", 1)),
+            (b"KyWd", 3001, 0, b"QJPage"),
+            (b"LcCF", 3001, 0, utf16),
+            (b"isVs", 3001, 0, struct.pack(order + "i", 1)),
+            (5000, 5002, 0, struct.pack(order + "Q", 1)),
+            (b"Ordr", 5001, 1, struct.pack(order + "h", -2)),
+            (b"PopC", 5001, 0, b"\x01"),
+            (b"PCIC", 5001, 0, struct.pack(order + "Q", 2)),
+            (b"PCIK", 500100, 0, b"None"),
+            (b"PCIS", 500100, 0, struct.pack(order + "i", 1)),
+            (b"jNtT", 5001, 0, struct.pack(order + "hI", 3, 7) + bytes(range(64))),
+        ]
+        seeds["model-" + name] = settings_block(model, order)
+        seeds["foreign-count-10001-" + name] = settings_block(
+            [(3000, 3002, 0, struct.pack(order + "Q", 10001)), (1, 1, 0, b"\x01\x02")], order)
+    little = seeds["model-little"]
+    seeds["empty-store"] = settings_block([])
+    seeds["cut"] = little[: len(little) // 2]
+    seeds["version-2"] = settings_block([(1, 1, 0, b"x")], version=2)
+    seeds["repeated-address"] = settings_block([(1, 1, 0, b"a"), (1, 1, 0, b"b")])
+    seeds["bad-utf16"] = settings_block([(b"LcCF", 1, 0, b"\xfe\xff\xd8\x00\x00A"), (b"LcCF", 2, 0, b"\x00A\x00")])
+    write("settings_fuzzer", seeds)
+
+def write_plist_seeds():
+    """Seeds for plist_fuzzer: printer address lists (current records with
+    blobs, old version 0 and 1 records, an address equal to another
+    printer's name, a header counting past the end) and other property
+    lists, each as XML and as binary."""
+    import plistlib
+
+    end = "----- Data End -----"
+    values = {
+        "address-list": ["Office", "10.0.0.1", True, "2", "1:2", "Draft", "Copy", "2:1", "x", end,
+                         "Lab", "Office", False, "2", end],
+        "address-list-old": ["Old0", "10.0.0.2", False, "0", "Old1", "10.0.0.3", True, "1", "3", "a", "b", "c",
+                             end],
+        "address-list-damaged": ["P", "a", True, "2", "1:99999", "only", "Q", True, "R"],
+        "printer-list": {"PCFILENAME": ["KPL9200.PPD", "KPL9300.PPD"]},
+        "kinds": {"int": -9, "big": 2**63 - 1, "real": 0.5, "data": b"\x00\xff", "empty": b"",
+                  "nested": [[[{"k": [True, False]}]]], "text": "\u00c9preuve <&>"},
+    }
+    seeds = {}
+    for name, value in values.items():
+        seeds[name + ".xml"] = plistlib.dumps(value, fmt=plistlib.FMT_XML, sort_keys=True)
+        seeds[name + ".bin"] = plistlib.dumps(value, fmt=plistlib.FMT_BINARY, sort_keys=True)
+    seeds["date.xml"] = b'<plist version="1.0"><array><date>2020-01-01T00:00:00Z</date></array></plist>'
+    seeds["deep.xml"] = b'<plist version="1.0">' + b"<array>" * 70 + b"</array>" * 70 + b"</plist>"
+    write("plist_fuzzer", seeds)
+
+
 def main():
     if CORPUS.exists():
         shutil.rmtree(CORPUS)
@@ -198,6 +276,8 @@ def main():
     write("ppd_parse_fuzzer", parse)
     write("text_converter_fuzzer", TEXT_SEEDS)
     write("constraints_fuzzer", CONSTRAINT_SEEDS)
+    write_settings_seeds()
+    write_plist_seeds()
 
 
 if __name__ == "__main__":

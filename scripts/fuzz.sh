@@ -6,7 +6,7 @@
 # blow-up, naming the input that caused it.
 #
 #   bash scripts/fuzz.sh [SECONDS]          FUZZ_BUILD_DIR (default build-fuzz)
-#                                           FUZZ_TARGETS (default: all three)
+#                                           FUZZ_TARGETS (default: all five)
 #                                           FUZZ_ARGS (more libFuzzer flags)
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -18,7 +18,7 @@ esac
 
 bash scripts/install-deps.sh
 build_dir=${FUZZ_BUILD_DIR:-build-fuzz}
-targets=(${FUZZ_TARGETS:-ppd_parse_fuzzer text_converter_fuzzer constraints_fuzzer})
+targets=(${FUZZ_TARGETS:-ppd_parse_fuzzer text_converter_fuzzer constraints_fuzzer settings_fuzzer plist_fuzzer})
 
 CC=clang CXX=clang++ cmake -S . -B "$build_dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DKELVO_FUZZ=ON -DKELVO_BUILD_TESTS=OFF >/dev/null

@@ -211,6 +211,34 @@ QJVPPDRef OpenForTool(const OpenRequest& request, std::ostream& err) {
     return nullptr;
 }
 
+int RunValidate(const std::string& path, const std::optional<std::vector<std::string>>& names, std::ostream& out,
+                std::ostream& err) {
+    const std::string shown = ShownPath(path);
+    std::unique_ptr<PPDFile> file;
+    if (path == kStdinPath) {
+        std::string bytes, why;
+        if (!ReadStandardInput(bytes, why)) {
+            err << "kelvo-pde: " << shown << ": " << why << " (" << PPDErrName(PPDErr_FileError) << ")\n";
+            return kExitBadPPD;
+        }
+        file = PPDFile::FromBytes(bytes);
+    } else {
+        file = std::make_unique<PPDFile>(path);
+    }
+    // Open first, so that a file that cannot be read is named as such rather
+    // than reported as a PPD that does not match.
+    if (!file->Open()) {
+        err << "kelvo-pde: " << shown << ": " << file->ErrorText() << " (" << PPDErrName(PPDErr_FileError) << ")\n";
+        return kExitBadPPD;
+    }
+    const bool valid = PPDX::ValidateFileName(path, names, file.get());
+    out << shown << ": " << (valid ? "valid" : "not valid");
+    if (!names)
+        out << " (no names given: every PPD is served)";
+    out << "\n";
+    return valid ? kExitOK : kExitNotValid;
+}
+
 std::optional<std::string> AcceptedValue(PPDXControl& control, const std::string& key, std::string_view value,
                                          std::ostream& err) {
     const std::string shownKey = ForTerminal(control.Keyword() ? control.Keyword() : key);

@@ -15,8 +15,9 @@ namespace kelvo::tool {
 
 /// Exit codes of the tool: every mistake in the command line (CLI11's own
 /// parse errors included) and every value the PPD does not offer is 1; a
-/// file that cannot be read or is no usable PPD is 2.
-enum ExitCode { kExitOK = 0, kExitUsage = 1, kExitBadPPD = 2 };
+/// file that cannot be read or is no usable PPD is 2. `validate` answers
+/// "not valid" with 1, as a shell test of its answer expects.
+enum ExitCode { kExitOK = 0, kExitUsage = 1, kExitNotValid = 1, kExitBadPPD = 2 };
 
 /// The PPD argument that stands for standard input.
 inline constexpr std::string_view kStdinPath = "-";
@@ -97,5 +98,34 @@ struct CheckRequest {
 
 /// Runs a constraint check; returns an exit code, diagnostics to `err`.
 int RunCheck(QJVPPD& doc, const CheckRequest& request, std::ostream& out, std::ostream& err);
+
+} // namespace kelvo::tool
+
+namespace kelvo::tool {
+
+/// `kelvo-pde validate`: whether the PPD's "*PCFileName" holds one of
+/// `names` (none given: every PPD is served). Prints "PATH: valid" or
+/// "PATH: not valid"; returns kExitOK, kExitNotValid, or kExitBadPPD when the
+/// file cannot be read.
+int RunValidate(const std::string& path, const std::optional<std::vector<std::string>>& names, std::ostream& out,
+                std::ostream& err);
+
+/// What `kelvo-pde printers` was asked.
+struct PrintersRequest {
+    std::string action;             ///< list, add, find, blob or set-blob
+    std::string name;               ///< the printer (all but list)
+    std::string address;            ///< add
+    std::optional<bool> bidi;       ///< add: --bidi / --no-bidi; unset keeps a listed printer's flag
+    int id = 0;                     ///< blob, set-blob
+    std::vector<std::string> texts; ///< set-blob: the blob's strings, each under 1024 bytes
+    bool json = false;              ///< list, blob
+    std::string file;               ///< --file: another list than the user's
+};
+
+/// Runs a printers action over the user's printer address list (or
+/// `request.file`); returns an exit code: 1 for an unlisted printer or
+/// blob, 2 when the file cannot be read or written (the file and the
+/// reason go to `err`).
+int RunPrinters(const PrintersRequest& request, std::ostream& out, std::ostream& err);
 
 } // namespace kelvo::tool

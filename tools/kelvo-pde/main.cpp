@@ -19,8 +19,9 @@ constexpr const char* kFooter = R"(PPD may be "-" for standard input; gzip-compr
 
 Exit status:
   0  done (a PPD with warnings only is fine)
-  1  usage error: a bad command line, an unknown key, choice or value
-  2  the file cannot be read or is not a usable PPD)";
+  1  usage error: a bad command line, an unknown key, choice or value;
+     validate: the PPD is not one the names serve; printers: no such printer or blob
+  2  the file cannot be read or is not a usable PPD or property list)";
 
 } // namespace
 
@@ -75,6 +76,45 @@ int main(int argc, char** argv) {
     checkCmd->add_flag("--grey", check.grey, "list each popup's and Boolean's currently constrained choices");
     checkCmd->add_flag("--json", check.json, "one JSON object");
 
+    std::string validatePath;
+    std::vector<std::string> validateNames;
+    CLI::App* validate =
+        app.add_subcommand("validate", "say whether the PPD's *PCFileName holds one of the printer list's names");
+    validate->add_option("PPD", validatePath, "PPD file to test, or - for standard input")->required();
+    CLI::Option* namesOption =
+        validate->add_option("--names", validateNames, "NAME[,NAME...]: the names the panel serves (substrings, "
+                                                       "case counts); without it every PPD is valid")
+            ->delimiter(',');
+
+    // The address list needs no PPD: its subcommands take printer names.
+    PrintersRequest printersRequest;
+    CLI::App* printers = app.add_subcommand("printers", "the user's printer address list: addresses, bidirectional "
+                                                        "flag and data blobs per printer");
+    printers->require_subcommand(1);
+    printers->fallthrough();
+    printers->add_option("--file", printersRequest.file,
+                         "another list than the user's (default $KELVO_PRINTER_LIST, else "
+                         "${XDG_CONFIG_HOME:-~/.config}/kelvo/QJV.TessaryPrinterV2.plist)");
+    CLI::App* printersList = printers->add_subcommand("list", "one line per printer: name, address, bidi or "
+                                                              "no-bidi, record version, blob ids");
+    printersList->add_flag("--json", printersRequest.json, "one JSON array");
+    CLI::App* printersAdd = printers->add_subcommand("add", "add a printer or change its address and flag");
+    printersAdd->add_option("NAME", printersRequest.name, "printer name")->required();
+    printersAdd->add_option("ADDRESS", printersRequest.address, "network address")->required();
+    bool bidi = false, noBidi = false;
+    CLI::Option* bidiFlag = printersAdd->add_flag("--bidi", bidi, "bidirectional communication on");
+    printersAdd->add_flag("--no-bidi", noBidi, "bidirectional communication off")->excludes(bidiFlag);
+    CLI::App* printersFind = printers->add_subcommand("find", "print a printer's address");
+    printersFind->add_option("NAME", printersRequest.name, "printer name")->required();
+    CLI::App* printersBlob = printers->add_subcommand("blob", "print the strings of a printer's data blob");
+    printersBlob->add_option("NAME", printersRequest.name, "printer name")->required();
+    printersBlob->add_option("ID", printersRequest.id, "blob id (1: watermark definitions)")->required();
+    printersBlob->add_flag("--json", printersRequest.json, "one JSON array");
+    CLI::App* printersSetBlob = printers->add_subcommand("set-blob", "store a printer's data blob, replacing it");
+    printersSetBlob->add_option("NAME", printersRequest.name, "printer name")->required();
+    printersSetBlob->add_option("ID", printersRequest.id, "blob id")->required();
+    printersSetBlob->add_option("TEXT", printersRequest.texts, "the blob's strings, each under 1024 bytes");
+
     // CLI11 reports through exceptions, each with its own exit code; they end
     // here, so that every usage error has one status and one prefix.
     try {
@@ -106,6 +146,18 @@ int main(int argc, char** argv) {
             if (line.empty() || line.back() != '\n')
                 std::cerr << '\n';
         });
+    }
+
+    if (validate->parsed())
+        return RunValidate(validatePath,
+                           namesOption->count() ? std::optional<std::vector<std::string>>(validateNames) : std::nullopt,
+                           std::cout, std::cerr);
+    if (printers->parsed()) {
+        for (const CLI::App* sub : printers->get_subcommands())
+            printersRequest.action = sub->get_name();
+        if (bidi || noBidi)
+            printersRequest.bidi = bidi;
+        return RunPrinters(printersRequest, std::cout, std::cerr);
     }
 
     QJVPPDRef doc = OpenForTool(request, std::cerr);
