@@ -8,7 +8,7 @@
 #include <span>
 #include <string>
 
-/// Which file a document was read from: the file system (device), the
+/// Which file a document was read from: the file-system device, the
 /// directory holding it (its inode) and its name, the way the panel tells
 /// whether two documents come from the same file. Written into a snapshot
 /// as an 80-byte record (kSize), laid out little-endian whatever the host:
