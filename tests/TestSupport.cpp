@@ -64,32 +64,30 @@ int RunShell(const std::string& command, std::string& out) {
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-FullRun RunToolFull(const std::vector<std::string>& args, const std::string& stdinPath) {
-    TempFile errFile("", "stderr.txt");
+namespace {
+
+std::string ToolCommand(const std::vector<std::string>& args) {
     std::string command = ShellQuote(KELVO_PDE_BIN);
     for (const std::string& a : args)
         command += " " + ShellQuote(a);
-    command += " <" + ShellQuote(stdinPath.empty() ? "/dev/null" : stdinPath) + " 2>" + ShellQuote(errFile.PathString());
+    return command;
+}
+
+} // namespace
+
+FullRun RunToolFull(const std::vector<std::string>& args, const std::string& stdinPath) {
+    TempFile errFile("", "stderr.txt");
     FullRun run;
-    run.status = RunShell(command, run.out);
+    run.status = RunShell(ToolCommand(args) + " <" + ShellQuote(stdinPath.empty() ? "/dev/null" : stdinPath) +
+                              " 2>" + ShellQuote(errFile.PathString()),
+                          run.out);
     run.err = ReadFile(errFile.Path());
     return run;
 }
 
 RunResult RunTool(const std::vector<std::string>& args, bool stderrOnly) {
-    std::string command = ShellQuote(KELVO_PDE_BIN);
-    for (const std::string& a : args)
-        command += " " + ShellQuote(a);
-    command += stderrOnly ? " 2>&1 >/dev/null" : " 2>/dev/null";
     RunResult result;
-    FILE* pipe = popen(command.c_str(), "r");
-    if (!pipe)
-        return result;
-    char buffer[4096];
-    for (std::size_t n; (n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;)
-        result.text.append(buffer, n);
-    const int status = pclose(pipe);
-    result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    result.status = RunShell(ToolCommand(args) + (stderrOnly ? " 2>&1 >/dev/null" : " 2>/dev/null"), result.text);
     return result;
 }
 

@@ -9,36 +9,17 @@
 #include <string>
 #include <vector>
 
-#include "PPDX/Constraints/UIConstraints.h"
+#include "PPDX/Constraints/ConstraintsTestWorld.h"
 #include "PPDX/PPDObjects/Controls/PPDXPopupControl.h"
 #include "PPDX/PPDObjects/PPDXGroups.h"
 #include "PPDX/QJVPPD.h"
+#include "ParseHelpers.h"
 #include "bench/HostilePPD.h"
 
-namespace {
-
+using ctest::Names;
+using ctest::Text;
 using kelvohostile::ChoiceName;
-
-std::vector<int> ErrorCodes(const QJVPPD& doc) {
-    std::vector<int> codes;
-    for (std::size_t i = 0; const PPDXErrorObj* e = doc.GetErrors()->At(i); ++i)
-        codes.push_back(e->Code());
-    return codes;
-}
-
-std::string Text(const UIConstraints& table, std::int64_t id) {
-    const std::string* text = table.GetConstraintStrings().Text(id);
-    return text ? *text : "?";
-}
-
-std::vector<std::string> Texts(const UIConstraints& table, const KVCache& pairs) {
-    std::vector<std::string> out;
-    for (const KVPair& p : pairs)
-        out.push_back(Text(table, p.first) + "=" + Text(table, p.second));
-    return out;
-}
-
-} // namespace
+using kelvotest::ErrorCodes;
 
 TEST(HostileInput, WholeKeyConstraintsBetweenHugePopupsAreNotWrittenOut) {
     const std::size_t n = 5000;
@@ -77,10 +58,10 @@ TEST(HostileInput, WholeKeyConstraintsBetweenHugePopupsAreNotWrittenOut) {
     KVCache proposal;
     proposal.Insert(a, soup.Find(a7));
     const _KVErrorSet test = table.Engine().Test(&proposal);
-    EXPECT_EQ(Texts(table, test.conflicts), (std::vector<std::string>{"*QJB=" + b9}));
-    EXPECT_EQ(Texts(table, test.candidates), (std::vector<std::string>{"*QJB=None"}));
+    EXPECT_EQ(Text(table, test.conflicts), (Names{{"*QJB", b9}}));
+    EXPECT_EQ(Text(table, test.candidates), (Names{{"*QJB", "None"}}));
     EXPECT_TRUE(table.Engine().Solve(&proposal, false).Empty());
-    EXPECT_EQ(Texts(table, proposal), (std::vector<std::string>{"*QJA=" + a7, "*QJB=None"}));
+    EXPECT_EQ(Text(table, proposal), (Names{{"*QJA", a7}, {"*QJB", "None"}}));
 
     // A partner switched off no longer excludes: it becomes a way out too.
     ConstraintForest screened = forest;
@@ -90,8 +71,7 @@ TEST(HostileInput, WholeKeyConstraintsBetweenHugePopupsAreNotWrittenOut) {
     ConstraintsEngine engine(&table.CurrentSelections(), &screened, &table.GetKeyForest());
     KVCache request;
     request.Insert(a, soup.Find(a7));
-    EXPECT_EQ(Texts(table, engine.Test(&request).candidates),
-              (std::vector<std::string>{"*QJB=" + b3, "*QJB=None"}));
+    EXPECT_EQ(Text(table, engine.Test(&request).candidates), (Names{{"*QJB", b3}, {"*QJB", "None"}}));
 
     // What the panel greys when the A popup opens: every choice but None.
     const KVCache greyed = table.Engine().ListCurrentConstraints(a);
@@ -114,9 +94,9 @@ TEST(HostileInput, PopupOfHundredThousandChoices) {
     const CStringSoup& soup = table.GetConstraintStrings();
     const std::vector<std::int64_t>& choices = table.GetKeyForest().GetItems(soup.Find("*QJBig"));
     ASSERT_EQ(choices.size(), n);
-    EXPECT_EQ(Text(table, choices.front()), ChoiceName('c', 0));
-    EXPECT_EQ(Text(table, choices[n / 2]), ChoiceName('c', n / 2));
-    EXPECT_EQ(Text(table, choices.back()), ChoiceName('c', n - 1));
+    EXPECT_EQ(*soup.Text(choices.front()), ChoiceName('c', 0));
+    EXPECT_EQ(*soup.Text(choices[n / 2]), ChoiceName('c', n / 2));
+    EXPECT_EQ(*soup.Text(choices.back()), ChoiceName('c', n - 1));
 
     ASSERT_TRUE(doc->SetValueForKey("*QJBig", ChoiceName('c', n - 1)));
     EXPECT_EQ(popup->GetValue(), static_cast<long>(n));

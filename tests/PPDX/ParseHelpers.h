@@ -20,6 +20,13 @@ inline const char* kHeader =
     "*%QJVPropPage QJPage/Page: \"True\"\n"
     "*%QJVGroupName QJGroup/Options: \"True\"\n";
 
+inline std::vector<int> ErrorCodes(const QJVPPD& doc) {
+    std::vector<int> codes;
+    for (std::size_t i = 0; const PPDXErrorObj* e = doc.GetErrors()->At(i); ++i)
+        codes.push_back(e->Code());
+    return codes;
+}
+
 /// A parsed document that keeps its file alive and restores the display option.
 struct Parsed {
     explicit Parsed(const std::string& body, _PARSE_OPTIONS_ options = kParseAll, PPDHostInfo host = {},
@@ -34,12 +41,7 @@ struct Parsed {
         return saved;
     }
 
-    std::vector<int> ErrorCodes() const {
-        std::vector<int> codes;
-        for (std::size_t i = 0; const PPDXErrorObj* e = doc->GetErrors()->At(i); ++i)
-            codes.push_back(e->Code());
-        return codes;
-    }
+    std::vector<int> ErrorCodes() const { return kelvotest::ErrorCodes(*doc); }
     PPDXControl* Control(const char* keyword) const { return doc->GetControls()->FindAny(keyword); }
     template <class T>
     T* As(const char* keyword) const {

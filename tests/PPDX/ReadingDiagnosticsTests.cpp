@@ -57,6 +57,7 @@ TEST(ReadingDiagnostics, FileErrorsSayWhy) {
         EXPECT_FALSE(doc->IsValidPPD()) << r.path;
         ASSERT_GT(doc->GetErrors()->Count(), 0u);
         EXPECT_EQ(doc->GetErrors()->At(0)->Code(), PPDErr_FileError) << r.path;
+        EXPECT_TRUE(doc->GetErrors()->At(0)->IsFatal()) << r.path;
         EXPECT_EQ(doc->FileErrorText(), r.text) << r.path;
     }
     QJVPPDRef good(new QJVPPD(file.Path(), kParseAll));

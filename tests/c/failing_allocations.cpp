@@ -1,18 +1,13 @@
-// Every allocation the C interface makes may fail, one at a time: this
-// program replaces the global operator new so that the Nth allocation after
-// arming throws std::bad_alloc, and for N = 0, 1, 2... opens a PPD and asks
-// it questions through the C functions, until a run gets through with no
-// failure left to inject. Each failure must come back as NULL or a status
-// with KelvoLastFailure() saying "no memory", never as an exception, a
-// crash, or (under the sanitizers, where this runs too) a leak or a use of
-// freed memory on the way out.
-//
-// It is C++ only to replace operator new; it calls nothing but the C
-// interface, through the shared library.
+// Every allocation the C interface makes may fail, one at a time: operator
+// new is replaced so that the Nth allocation after arming throws, and for
+// N = 0, 1, 2... a PPD is opened and questioned through the C functions until
+// a run meets no failure left to inject. Each failure must come back as NULL
+// or a status with KelvoLastFailure() saying "no memory": never an exception,
+// a crash, or (under the sanitizers) a leak or use of freed memory.
 //
 // usage: c_abi_failing_allocations CHAIN.ppd [MORE.ppd...]
-// Every file is opened with each of its allocations failing in turn; the
-// questions are asked of the first, chain.ppd of tests/data/constraints.
+// Every file is opened with each allocation failing in turn; the questions
+// are asked of the first, chain.ppd of tests/data/constraints.
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>

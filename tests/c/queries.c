@@ -63,8 +63,6 @@ static const ConstraintRow kConstraintRows[] = {
      "*Duplex=DuplexNoTumble", "*Duplex=None", 0, "", ""},
     {"duplex-envelope.ppd", {"InputSlot=Envelope"}, "Duplex", "DuplexTumble", 1, {NULL}, 0, 1,
      "*InputSlot=Envelope", "*InputSlot=Manual *InputSlot=Tray2 *InputSlot=Tray1", 1, "*InputSlot=Manual", ""},
-    {"duplex-envelope.ppd", {"InputSlot=Envelope"}, "Duplex", "DuplexTumble", 1, {"QJCollate"}, 1, 1,
-     "*InputSlot=Envelope", "*InputSlot=Manual *InputSlot=Tray2 *InputSlot=Tray1", 1, "*InputSlot=Manual", ""},
     /* A first-level candidate that is locked ends the search with a report. */
     {"duplex-envelope.ppd", {"InputSlot=Envelope"}, "Duplex", "DuplexTumble", 1, {"InputSlot"}, 1, 1,
      "*InputSlot=Envelope", "*InputSlot=Manual *InputSlot=Tray2 *InputSlot=Tray1", 0, "", "*InputSlot=Envelope"},

@@ -217,19 +217,14 @@ TEST(PrinterAddressList, OldRecordsHaveNoBlobs) {
 }
 
 TEST(PrinterAddressList, HostileFilesGiveNotFoundAnswers) {
-    {
+    const std::pair<std::string, PlistStatus> unreadable[] = {
+        {"<plist version=\"1.0\"><dict/></plist>", kPlistWrongRoot},
+        {"<plist><array><string>x</string>", kPlistMalformed}};
+    for (const auto& [text, status] : unreadable) {
         TempDir dir;
-        ASSERT_EQ(WritePropertyListXML(dir / "list.plist", PropertyValue(PropertyDictionary{})), kPlistOK);
+        ASSERT_EQ(WriteFileAtomically(dir / "list.plist", text), kPlistOK);
         List list(dir / "list.plist");
-        EXPECT_EQ(list.LastError(), kPlistWrongRoot);
-        EXPECT_TRUE(list.Records().empty());
-    }
-    {
-        TempDir dir;
-        const std::string garbage = "<plist><array><string>x</string>";
-        ASSERT_EQ(WriteFileAtomically(dir / "list.plist", garbage), kPlistOK);
-        List list(dir / "list.plist");
-        EXPECT_EQ(list.LastError(), kPlistMalformed);
+        EXPECT_EQ(list.LastError(), status) << text;
         EXPECT_TRUE(list.Records().empty());
     }
     // A header counting more strings than the array holds; no terminator.

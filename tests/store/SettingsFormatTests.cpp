@@ -58,6 +58,13 @@ Bytes BlockFrom(std::endian order, const std::vector<RawItem>& items) {
     return block.Take();
 }
 
+/// A block header in this machine's order: magic, mark, version, count, length.
+Writer Header(std::uint16_t version, std::uint32_t count, std::uint32_t length) {
+    Writer w(std::endian::native);
+    w.Raw({'K', 'V', 'S', 'T'}).U(0xFEFF, 2).U(version, 2).U(count, 4).U(length, 4);
+    return w;
+}
+
 Bytes Number(std::endian order, std::uint64_t value, int size) { return Writer(order).U(value, size).Take(); }
 
 /// A 70-byte value: a 16-bit and a 32-bit number, then 64 bytes 0..63.
@@ -87,8 +94,7 @@ TEST(SettingsFormat, ExactBytesOfASmallBlock) {
     s.Add(FourCC("KyWd"), -1, "abcde");
     Bytes block;
     ASSERT_EQ(s.GetSettingsHandle(block), kSettingsNoErr);
-    Writer w(std::endian::native);
-    w.Raw({'K', 'V', 'S', 'T'}).U(0xFEFF, 2).U(1, 2).U(1, 4).U(24, 4);
+    Writer w = Header(1, 1, 24);
     w.U(FourCC("KyWd"), 4).U(0xFFFFFFFF, 4).U(0, 4).U(5, 4).Raw({'a', 'b', 'c', 'd', 'e', 0, 0, 0});
     EXPECT_EQ(block, w.Take());
 
@@ -156,24 +162,15 @@ TEST(SettingsFormat, DamagedBlocksTable) {
         Bytes block;
         SettingsStatus expected;
     } rows[] = {
-        {"version 2", Writer(host).Raw({'K', 'V', 'S', 'T'}).U(0xFEFF, 2).U(2, 2).U(0, 4).U(0, 4).Take(),
-         kSettingsBadVersion},
+        {"version 2", Header(2, 0, 0).Take(), kSettingsBadVersion},
         {"no mark", Writer(host).Raw({'K', 'V', 'S', 'T', 0, 0}).U(1, 2).U(0, 4).U(0, 4).Take(), kSettingsDamagedBlock},
-        {"huge count", Writer(host).Raw({'K', 'V', 'S', 'T'}).U(0xFEFF, 2).U(1, 2).U(0xFFFFFFFF, 4).U(0, 4).Take(),
-         kSettingsDamagedBlock},
-        {"huge value length",
-         Writer(host).Raw({'K', 'V', 'S', 'T'}).U(0xFEFF, 2).U(1, 2).U(1, 4).U(16, 4).U(1, 4).U(1, 4).U(0, 4)
-             .U(0xFFFFFFF0, 4).Take(),
-         kSettingsDamagedBlock},
-        {"padding not zero",
-         Writer(host).Raw({'K', 'V', 'S', 'T'}).U(0xFEFF, 2).U(1, 2).U(1, 4).U(20, 4).U(1, 4).U(1, 4).U(0, 4).U(1, 4)
-             .Raw({'x', 0, 7, 0}).Take(),
+        {"huge count", Header(1, 0xFFFFFFFF, 0).Take(), kSettingsDamagedBlock},
+        {"huge value length", Header(1, 1, 16).U(1, 4).U(1, 4).U(0, 4).U(0xFFFFFFF0, 4).Take(), kSettingsDamagedBlock},
+        {"padding not zero", Header(1, 1, 20).U(1, 4).U(1, 4).U(0, 4).U(1, 4).Raw({'x', 0, 7, 0}).Take(),
          kSettingsDamagedBlock},
         {"repeated address", BlockFrom(host, {{1, 1, {1}}, {1, 1, {2}}}), kSettingsDamagedBlock},
         {"too few records for the count",
-         Writer(host).Raw({'K', 'V', 'S', 'T'}).U(0xFEFF, 2).U(1, 2).U(2, 4).U(32, 4).U(1, 4).U(1, 4).U(0, 4).U(12, 4)
-             .Raw(Bytes(12, 0)).Take(),
-         kSettingsDamagedBlock},
+         Header(1, 2, 32).U(1, 4).U(1, 4).U(0, 4).U(12, 4).Raw(Bytes(12, 0)).Take(), kSettingsDamagedBlock},
         {"other magic", Writer(host).Raw({'K', 'V', 'S', 'X'}).U(0xFEFF, 2).U(1, 2).U(0, 4).U(0, 4).Take(),
          kSettingsDamagedBlock},
         {"two distinct items", BlockFrom(host, {{1, 1, {1}}, {1, 2, {2}}}), kSettingsNoErr},

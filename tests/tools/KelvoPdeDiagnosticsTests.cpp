@@ -41,36 +41,24 @@ const std::string kLongLineWarning =
 
 } // namespace
 
-TEST(KelvoPdeFiles, ReasonsInTheSystemsWords) {
+TEST(KelvoPdeFiles, FifoAndCutGzipAreRefused) {
     TempFile dir("", "fifo");
     const std::string fifo = dir.PathString() + ".pipe";
     ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    // A FIFO is refused without being opened: opening would wait for a writer.
+    const FullRun run = RunToolFull({"inspect", fifo});
+    EXPECT_EQ(run.status, 2);
+    EXPECT_EQ(run.err, "kelvo-pde: " + fifo + ": not a regular file (PPDErr_FileError)\n");
+    EXPECT_EQ(run.out, "");
+    unlink(fifo.c_str());
+
     // A gzip header and nothing after it.
     TempFile cutGzip(std::string("\x1f\x8b\x08\x00\x00\x00\x00\x00\x00\x03", 10), "cut.ppd.gz");
-    struct Row {
-        std::string path;
-        std::string reason; // what follows "kelvo-pde: PATH: "
-    };
-    const Row rows[] = {
-        {DataPath("no-such-file.ppd").string(), "No such file or directory (PPDErr_FileError)"},
-        {DataPath("line-endings").string(), "Is a directory (PPDErr_FileError)"},
-        {"/dev/null", "not a regular file (PPDErr_FileError)"},
-        // A FIFO is refused without being opened: opening would wait for a writer.
-        {fifo, "not a regular file (PPDErr_FileError)"},
-    };
-    for (const Row& r : rows) {
-        SCOPED_TRACE(r.path);
-        const FullRun run = RunToolFull({"inspect", r.path});
-        EXPECT_EQ(run.status, 2);
-        EXPECT_EQ(run.err, "kelvo-pde: " + r.path + ": " + r.reason + "\n");
-        EXPECT_EQ(run.out, "");
-    }
     const FullRun cut = RunToolFull({"inspect", cutGzip.PathString()});
     EXPECT_EQ(cut.status, 2);
     EXPECT_TRUE(cut.err.starts_with("kelvo-pde: " + cutGzip.PathString() + ": ")) << cut.err;
     EXPECT_TRUE(cut.err.ends_with(" (PPDErr_FileError)\n")) << cut.err;
     EXPECT_NE(cut.err.find("gzip"), std::string::npos) << cut.err;
-    unlink(fifo.c_str());
 }
 
 TEST(KelvoPdeFiles, UnreadableFileSaysPermissionDenied) {

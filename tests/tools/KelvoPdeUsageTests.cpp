@@ -36,9 +36,7 @@ TEST(KelvoPdeUsage, EveryUsageErrorExitsOneWithThePrefix) {
         {"options", Sample(), "extra"},
         {"ps", Sample()},
         {"ps", Sample(), "QJCopies", "5", "6"},
-        {"ps", Sample(), "Notes1", "v", "--note", "x"},
-        {"check", Sample()},
-        {"check", Sample(), "--resolve", "--grey"},
+        {"ps", Sample(), "Notes1", "v", "--note", "x"}, // a value and a note
         {"check", Sample(), "--grey", "-o"},
         {"check", Sample(), "--grey", "-o", "QJBooklet"},
     };
@@ -57,19 +55,12 @@ TEST(KelvoPdeUsage, EveryUsageErrorExitsOneWithThePrefix) {
 TEST(KelvoPdeUsage, VersionAndHelp) {
     const FullRun version = RunToolFull({"--version"});
     EXPECT_EQ(version.status, 0);
-    // "kelvo-pde MAJOR.MINOR.PATCH"
-    const std::string prefix = "kelvo-pde ";
-    ASSERT_TRUE(version.out.starts_with(prefix) && version.out.ends_with("\n")) << version.out;
-    const std::string number = version.out.substr(prefix.size(), version.out.size() - prefix.size() - 1);
-    int dots = 0;
-    for (char c : number) {
-        EXPECT_TRUE(std::isdigit(static_cast<unsigned char>(c)) || c == '.') << version.out;
-        dots += c == '.';
-    }
-    EXPECT_EQ(dots, 2) << version.out;
-    EXPECT_TRUE(std::isdigit(static_cast<unsigned char>(number.front())) &&
-                std::isdigit(static_cast<unsigned char>(number.back())))
-        << version.out;
+    // "kelvo-pde MAJOR.MINOR.PATCH", each run of digits written as one 9.
+    std::string shape;
+    for (char c : version.out)
+        if (!std::isdigit(static_cast<unsigned char>(c)) || shape.empty() || shape.back() != '9')
+            shape += std::isdigit(static_cast<unsigned char>(c)) ? '9' : c;
+    EXPECT_EQ(shape, "kelvo-pde 9.9.9\n") << version.out;
     const FullRun help = RunToolFull({"--help"});
     EXPECT_EQ(help.status, 0);
     for (const char* sub : kSubcommands)

@@ -40,19 +40,6 @@ std::string PairText(const UIConstraints& table, const KVPair& pair) {
     return (key ? *key : "?") + "=" + (choice ? *choice : "?");
 }
 
-std::vector<std::string> Render(const UIConstraints& table, const KVCache& pairs) {
-    std::vector<std::string> out;
-    for (const KVPair& pair : pairs)
-        out.push_back(PairText(table, pair));
-    return out;
-}
-
-std::vector<std::string> SortedRender(const UIConstraints& table, const KVCache& pairs) {
-    std::vector<std::string> out = Render(table, pairs);
-    std::sort(out.begin(), out.end());
-    return out;
-}
-
 /// A forest's entries as text, row by row, switches included.
 std::map<std::string, std::vector<std::string>> Dump(const UIConstraints& table, const ConstraintForest& forest) {
     std::map<std::string, std::vector<std::string>> rows;
@@ -63,15 +50,14 @@ std::map<std::string, std::vector<std::string>> Dump(const UIConstraints& table,
             entries.push_back(PairText(table, e.pair) + (e.enabled ? "" : " (off)"));
         auto list = forest.GetConstraintList(row.first, row.second);
         EXPECT_TRUE(list != nullptr);
-        std::vector<std::string> on;
+        KVCache on, listed;
         for (const ConstraintEntry& e : forest.Entries(row.first, row.second))
             if (e.enabled)
-                on.push_back(PairText(table, e.pair));
-        KVCache listed;
+                on.add(e.pair);
         if (list)
             for (const KVPair& p : *list)
                 listed.add(p);
-        EXPECT_EQ(Render(table, listed), on);
+        EXPECT_EQ(Text(table, listed), Text(table, on));
     }
     return rows;
 }
@@ -107,29 +93,29 @@ void ExpectSameAnswers(Side& a, Side& b, const std::vector<std::string>& keys,
     EXPECT_EQ(Dump(a.table, a.table.GetRequiresForest()), Dump(b.table, b.table.GetRequiresForest()));
     for (const std::string& key : keys) {
         SCOPED_TRACE(key);
-        EXPECT_EQ(Render(a.table, a.engine.ListCurrentConstraints(a.Id(key))),
-                  Render(b.table, b.engine.ListCurrentConstraints(b.Id(key))));
+        EXPECT_EQ(Text(a.table, a.engine.ListCurrentConstraints(a.Id(key))),
+                  Text(b.table, b.engine.ListCurrentConstraints(b.Id(key))));
         for (const std::string& choice : choices) {
             SCOPED_TRACE(choice);
             const KVCache da = a.Pair(key, choice), db = b.Pair(key, choice);
             const _KVErrorSet ta = a.engine.Test(&da), tb = b.engine.Test(&db);
-            EXPECT_EQ(Render(a.table, ta.conflicts), Render(b.table, tb.conflicts));
-            EXPECT_EQ(Render(a.table, ta.candidates), Render(b.table, tb.candidates));
+            EXPECT_EQ(Text(a.table, ta.conflicts), Text(b.table, tb.conflicts));
+            EXPECT_EQ(Text(a.table, ta.candidates), Text(b.table, tb.candidates));
             EXPECT_EQ(a.engine.HasConflict(da), !ta.Empty());
             for (bool keep : {false, true}) {
                 KVCache pa = da, pb = db;
                 const _KVErrorSet sa = a.engine.Solve(&pa, keep), sb = b.engine.Solve(&pb, keep);
-                EXPECT_EQ(Render(a.table, pa), Render(b.table, pb)) << keep;
-                EXPECT_EQ(Render(a.table, sa.conflicts), Render(b.table, sb.conflicts)) << keep;
+                EXPECT_EQ(Text(a.table, pa), Text(b.table, pb)) << keep;
+                EXPECT_EQ(Text(a.table, sa.conflicts), Text(b.table, sb.conflicts)) << keep;
             }
-            EXPECT_EQ(Render(a.table, a.engine.ListBlockingConstraints(a.Id(key), a.Id(choice), 0)),
-                      Render(b.table, b.engine.ListBlockingConstraints(b.Id(key), b.Id(choice), 0)));
+            EXPECT_EQ(Text(a.table, a.engine.ListBlockingConstraints(a.Id(key), a.Id(choice), 0)),
+                      Text(b.table, b.engine.ListBlockingConstraints(b.Id(key), b.Id(choice), 0)));
         }
     }
     for (bool enabledOnly : {true, false}) {
         const KVCache sa = a.engine.ListScreenedConstraints(a.table.CurrentSelections(), enabledOnly, -1);
         const KVCache sb = b.engine.ListScreenedConstraints(b.table.CurrentSelections(), enabledOnly, -1);
-        EXPECT_EQ(SortedRender(a.table, sa), SortedRender(b.table, sb));
+        EXPECT_EQ(Sorted(Text(a.table, sa)), Sorted(Text(b.table, sb)));
     }
 }
 
