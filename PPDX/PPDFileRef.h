@@ -17,7 +17,7 @@
 ///        0    4  magic "KvFR"
 ///        4    2  record version, 1
 ///        6    2  flags: bit 0 set when the path named a directory
-///        8    8  device of the file system (st_dev of the parent directory)
+///        8    8  file-system device: st_dev of the parent directory
 ///       16    8  inode of the parent directory
 ///       24    8  inode of the file itself (0 when it did not exist)
 ///       32    8  FNV-1a 64-bit hash of the whole file name
