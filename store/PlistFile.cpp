@@ -452,32 +452,33 @@ PlistStatus ParsePropertyList(std::string_view bytes, PropertyValue& out) {
     return kPlistOK;
 }
 
-PlistStatus SerializePropertyListXML(const PropertyValue& value, std::string& xml) {
+namespace {
+
+/// Builds the libplist tree of `value` and hands it to one of libplist's
+/// writers (`plist_to_xml`/`plist_to_bin` and their matching free).
+PlistStatus Serialize(const PropertyValue& value, std::string& out,
+                      void (*write)(plist_t, char**, std::uint32_t*), void (*release)(char*)) {
     PlistPtr root;
     if (PlistStatus status = ToNode(value, 0, root); status != kPlistOK)
         return status;
     char* text = nullptr;
     std::uint32_t length = 0;
-    plist_to_xml(root.get(), &text, &length);
+    write(root.get(), &text, &length);
     if (!text)
         return kPlistSerializeFailed;
-    xml.assign(text, length);
-    plist_to_xml_free(text);
+    out.assign(text, length);
+    release(text);
     return kPlistOK;
 }
 
+} // namespace
+
+PlistStatus SerializePropertyListXML(const PropertyValue& value, std::string& xml) {
+    return Serialize(value, xml, plist_to_xml, plist_to_xml_free);
+}
+
 PlistStatus SerializePropertyListBinary(const PropertyValue& value, std::string& bytes) {
-    PlistPtr root;
-    if (PlistStatus status = ToNode(value, 0, root); status != kPlistOK)
-        return status;
-    char* data = nullptr;
-    std::uint32_t length = 0;
-    plist_to_bin(root.get(), &data, &length);
-    if (!data)
-        return kPlistSerializeFailed;
-    bytes.assign(data, length);
-    plist_to_bin_free(data);
-    return kPlistOK;
+    return Serialize(value, bytes, plist_to_bin, plist_to_bin_free);
 }
 
 PlistStatus ReadPropertyList(const std::filesystem::path& path, PropertyValue& out) {
