@@ -13,6 +13,7 @@
 #include "PPDX/PPDFileRef.h"
 #include "PPDX/PPDObjects/PPDXErrors.h"
 #include "PPDX/PPDStream.h"
+#include "store/SettingsStatus.h"
 #include "TextConverter/TextConverter.h"
 #include "util/CString.h"
 
@@ -43,6 +44,8 @@ struct PPDHostInfo {
 ///
 /// Reference counted: a new document has a count of 1; Release() at zero
 /// destroys it. Hold documents in a PPDXRef to have that done for you.
+class Settings;
+
 class PPDX {
 public:
     PPDX(const std::optional<std::filesystem::path>& path, _PARSE_OPTIONS_ options,
@@ -87,6 +90,12 @@ public:
     /// Which file the document was read from, or nothing for a document
     /// from memory or an unreachable path.
     const std::optional<PPDFileRef>& FileRef() const { return mFileRef; }
+
+    // Snapshot.
+    /// Writes the header items (tag 1000): the allocation mark, the file
+    /// record when the document has a file, then each header text that is
+    /// present. True when every item was added.
+    virtual bool Save(Settings& settings);
 
     // Header values (null when absent).
     const char* FormatVersion() const { return Text(mFormatVersion); }
@@ -147,6 +156,10 @@ protected:
     std::uint32_t LineNumber() const { return mLineNumber; }
     static const char* Text(const std::optional<CString>& s) { return s ? s->c_str() : nullptr; }
     void RebuildTextConverter();
+    /// Takes the header texts and the file record back from a snapshot's
+    /// tag-1000 items. False when the allocation mark is missing: then the
+    /// store holds no document.
+    bool RestoreHeader(Settings& settings);
     /// Reads the rest of a line as one stripped value.
     std::optional<CString> RestOfLine(PPDStream& stream);
     /// Reads a quoted header value (limit 256).
@@ -184,6 +197,19 @@ protected:
     bool mReadFailed = false;
 
     static inline _DISPLAY_OPTIONS_ sDisplayOptions = kDisplayVisibleParented;
+};
+
+/// Sets the document-wide display option for its lifetime and puts the
+/// previous one back however the scope is left.
+class DisplayOptionsScope {
+public:
+    explicit DisplayOptionsScope(_DISPLAY_OPTIONS_ options) : mSaved(PPDX::Options()) { PPDX::Options(options); }
+    ~DisplayOptionsScope() { PPDX::Options(mSaved); }
+    DisplayOptionsScope(const DisplayOptionsScope&) = delete;
+    DisplayOptionsScope& operator=(const DisplayOptionsScope&) = delete;
+
+private:
+    _DISPLAY_OPTIONS_ mSaved;
 };
 
 /// Releases (rather than deletes) a document when the owner lets go.

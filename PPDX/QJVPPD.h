@@ -42,10 +42,40 @@ public:
     /// Reads the PPD at `path`.
     QJVPPD(const std::filesystem::path& path, _PARSE_OPTIONS_ options, std::vector<std::string> printerNames = {},
            PPDHostInfo host = {});
+    /// Rebuilds a document from a snapshot that Save wrote, without reading
+    /// the PPD. With `path` (the printer's PPD as the caller knows it) the
+    /// snapshot is used only when that file is the one recorded in it and
+    /// its "*PCFileName" holds one of `names` (no names: any); otherwise, or
+    /// when the store holds no document, nothing is built and the document
+    /// is not valid, with PPDErr_StaleSnapshot or PPDErr_NotSnapshot in its
+    /// errors, so that the caller parses the PPD instead. Without a path the
+    /// snapshot alone is rebuilt.
+    QJVPPD(Settings& settings, const std::optional<std::filesystem::path>& path,
+           const std::optional<std::vector<std::string>>& names);
+    static QJVPPDRef FromSettings(Settings& settings, const std::optional<std::filesystem::path>& path = {},
+                                  const std::optional<std::vector<std::string>>& names = {});
     /// Reads PPD text held in memory exactly as the same bytes in a file
     /// would be read. The document has no file path.
     static QJVPPDRef FromBytes(std::string_view bytes, _PARSE_OPTIONS_ options, PPDHostInfo host = {});
     ~QJVPPD() override;
+
+    /// Writes the whole model: header items, the maker's two texts, then
+    /// pages, groups, controls and shortcuts, everything included whatever
+    /// the display option. False at the first item that fails; a model whose
+    /// members would need more ids than the numbering has room for (over
+    /// 1000 pages or groups, a popup of over 100 choices that is not the
+    /// last control) is refused with kSettingsIdOverflow. SaveStatus() tells the status of
+    /// the last Save.
+    bool Save(Settings& settings) override;
+    SettingsStatus SaveStatus() const { return mSaveStatus; }
+    /// Sets the current values of the existing controls from a snapshot of
+    /// the same document (each control from the id it was saved under).
+    /// Pages, groups and the header are not read back.
+    void Restore(Settings& settings);
+    /// Rebuilds pages, groups, controls (with a new, empty constraint table)
+    /// and shortcuts from a snapshot into this empty document, then links
+    /// parents again by name. Returns false when the store holds no model.
+    bool BuildFromSettings(Settings& settings);
 
     PPDXControls* GetControls() const { return mControls.get(); }
     PPDXGroups* GetGroups() const { return mGroups.get(); }
@@ -148,6 +178,15 @@ private:
     void ResolveShortcuts();
     void CollectOrphanGroups();
     void ClearGroupNameList() { mGroupNames.clear(); }
+    /// After a rebuild from a snapshot, where parents are names: a scroll
+    /// pane gets the page of its name (and becomes its pane), a roll-down
+    /// the scroll pane of its name (which lists it), a control the group of
+    /// its name (a roll-down also lists it). Names that find nothing leave
+    /// orphans; every name is dropped.
+    void ResolveHeirarchy();
+    /// kSettingsNoErr when every member of the model gets ids of its own in
+    /// a snapshot, else kSettingsIdOverflow.
+    SettingsStatus CheckSnapshotRoom();
 
     // Helpers.
     void AddError(PPDXErrorPtr error);
@@ -186,6 +225,7 @@ private:
     std::string mPopupAccountingTitle;
     bool mCustomPageSizeChosen = false;
     bool mMakerStatements = false;
+    SettingsStatus mSaveStatus = 0;
     /// The line of the statement being read; 0 outside the statement loop.
     std::uint32_t mStatementLine = 0;
 

@@ -21,8 +21,6 @@ PSBytes ToBytes(const char* data, long length) {
     return length > 0 ? PSBytes(data, data + length) : PSBytes{};
 }
 
-constexpr char kInstallableGroupName[] = "QJPPInstallableOptions";
-
 } // namespace
 
 PPDXErrorPtr QJVPPD::ParsePopupControl(const char* keyword, std::string localName, FlagList& flags,
@@ -102,7 +100,7 @@ PPDXErrorPtr QJVPPD::ParsePopupControl(const char* keyword, std::string localNam
     if (!parent && !AcceptsOrphans())
         return MakePPDError(PPDErr_NoParent, false, keyword);
 
-    const bool installable = parent && TextEquals(parent->Keyword(), kInstallableGroupName);
+    const bool installable = parent && TextEquals(parent->Keyword(), PPDXPopupControl::kInstallableGroupName);
     std::vector<std::string> choices;
     for (const auto& item : items)
         choices.emplace_back(item->Keyword() ? item->Keyword() : "");

@@ -40,3 +40,7 @@ inline constexpr SettingsStatus kSettingsBadVersion = -5753;
 /// magic or byte-order mark, a length or count beyond the bytes there,
 /// non-zero padding, a repeated (tag, id), or bytes after the last item.
 inline constexpr SettingsStatus kSettingsDamagedBlock = -5754;
+/// A model has more members than the snapshot numbering has ids for (over
+/// 1000 pages or groups, or a popup of over 100 choices before another
+/// control): saving it would overwrite another member's items.
+inline constexpr SettingsStatus kSettingsIdOverflow = -5755;

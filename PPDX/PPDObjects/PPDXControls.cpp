@@ -1,6 +1,7 @@
 // Control collection: ownership, typed walks, finders and counts.
 #include "PPDX/PPDObjects/PPDXControls.h"
 
+#include <climits>
 #include <cstring>
 
 #include "PPDX/PPDObjects/Controls/PPDXBooleanControl.h"
@@ -9,6 +10,7 @@
 #include "PPDX/PPDObjects/Controls/PPDXPopupControl.h"
 #include "PPDX/PPDObjects/Controls/PPDXRangeControl.h"
 #include "PPDX/PPDObjects/Controls/PPDXFixedOption.h"
+#include "PPDX/PPDObjects/SnapshotItems.h"
 #include "PPDX/PPDX.h"
 
 PPDXControls::~PPDXControls() {
@@ -53,14 +55,75 @@ void PPDXControls::Index(PPDXControl* control) {
     if (t < 0)
         return;
     mLists[t].items.push_back(control);
+    CountIn(t, *control);
+}
+
+void PPDXControls::CountIn(int t, const PPDXControl& control) {
     CountArray& c = mCounts[t];
     ++c.total;
-    if (control->IsOrphan())
+    if (control.IsOrphan())
         ++c.orphans;
-    if (!control->IsVisible())
+    if (!control.IsVisible())
         ++c.hidden;
-    if (control->IsOrphan() && !control->IsVisible())
+    if (control.IsOrphan() && !control.IsVisible())
         ++c.hiddenOrphans;
+}
+
+void PPDXControls::Recount() {
+    for (int t = 0; t < kTypeCount; ++t) {
+        mCounts[t] = {};
+        for (const PPDXControl* control : mLists[t].items)
+            CountIn(t, *control);
+    }
+}
+
+PPDXControls::PPDXControls(Settings& settings, UIConstraints* constraints) : mOwns(true) {
+    namespace snap = kelvo::snapshot;
+    for (const std::int32_t id : snap::MemberIds(settings, kControlTag, kControlCount, kFirstControlId)) {
+        std::unique_ptr<PPDXControl> control;
+        if (snap::Has(settings, tagPopupControl, id))
+            control = std::make_unique<PPDXPopupControl>(settings, id, constraints);
+        else if (snap::Has(settings, tagBooleanControl, id))
+            control = std::make_unique<PPDXBooleanControl>(settings, id, constraints);
+        else if (snap::Has(settings, tagRangeControl, id))
+            control = std::make_unique<PPDXRangeControl>(settings, id, constraints);
+        else if (snap::Has(settings, tagFloatRangeControl, id))
+            control = std::make_unique<PPDXFloatRangeControl>(settings, id, constraints);
+        else if (snap::Has(settings, tagJobNote, id))
+            control = std::make_unique<PPDXJobNote>(settings, id, constraints);
+        else if (snap::Has(settings, tagSO_SpecialOptionControl, id))
+            control = std::make_unique<PPDXSpecialOption>(settings, id, constraints);
+        else
+            control = std::make_unique<PPDXCustomPageSizeControl>(settings, id, constraints);
+        Add(std::move(control));
+    }
+}
+
+SettingsStatus PPDXControls::Save(Settings& settings) {
+    namespace snap = kelvo::snapshot;
+    std::vector<PPDXControl*> walked;
+    CNTL_TYPE type;
+    for (PPDXControl* control = First(type); control; control = Next(type))
+        walked.push_back(control);
+    // The count is of every control; under any display option but "all"
+    // the walk may write fewer members than it says.
+    if (walked.size() > static_cast<std::size_t>(INT32_MAX - kFirstControlId))
+        return kSettingsIdOverflow;
+    SettingsStatus status = snap::AddCount(settings, kControlTag, kControlCount, mAll.size());
+    std::int32_t id = kFirstControlId;
+    for (const PPDXControl* control : walked) {
+        if (status != kSettingsNoErr)
+            break;
+        status = control->Save(settings, id++);
+    }
+    return status;
+}
+
+void PPDXControls::Restore(Settings& settings) {
+    CNTL_TYPE type;
+    std::int32_t id = kFirstControlId;
+    for (PPDXControl* control = First(type); control && id < INT32_MAX; control = Next(type))
+        control->Restore(settings, id++);
 }
 
 PPDXControl* PPDXControls::First(CNTL_TYPE& type) {

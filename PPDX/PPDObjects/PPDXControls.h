@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "PPDX/PPDObjects/Controls/PPDXControl.h"
+#include "store/SettingsStatus.h"
 
 class PPDXPopupControl;
 class PPDXBooleanControl;
@@ -34,6 +35,11 @@ struct CountArray {
 class PPDXControls {
 public:
     explicit PPDXControls(bool owns = true) : mOwns(owns) {}
+    /// Rebuilds an owning collection from a snapshot: each member becomes
+    /// the control its type marker names; a member without one is a custom
+    /// page size, the one control that writes no record of its own. Parents
+    /// are names until the document links them and calls Recount().
+    PPDXControls(Settings& settings, UIConstraints* constraints);
     ~PPDXControls();
     PPDXControls(const PPDXControls&) = delete;
     PPDXControls& operator=(const PPDXControls&) = delete;
@@ -95,12 +101,24 @@ public:
     /// special options do not make a collection non-empty).
     bool Empty() const;
 
+    /// The count of all controls, then each control walked by First/Next
+    /// with the next id from 5001. The walk follows the display option, so
+    /// Save and Restore must run under the same one (the document sets 3).
+    SettingsStatus Save(Settings& settings);
+    /// Hands each control walked by First/Next the record of the next id
+    /// from 5001.
+    void Restore(Settings& settings);
+    /// Counts orphans and hidden controls again, after parents changed.
+    void Recount();
+
     /// Every control in insertion order, whatever the display option.
     const std::vector<PPDXControl*>& All() const { return mAll; }
 
 private:
     /// Files a control just appended under its keyword and its type.
     void Index(PPDXControl* control);
+    /// Bumps the counters of type `t` for `control`.
+    void CountIn(int t, const PPDXControl& control);
 
     enum TypeIndex { kPopups, kBooleans, kRanges, kFloatRanges, kJobNotes, kSpecials, kCustomSizes, kTypeCount };
     struct TypeList {

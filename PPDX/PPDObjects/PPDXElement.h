@@ -4,8 +4,12 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 
+#include "store/SettingsStatus.h"
 #include "util/CString.h"
+
+class Settings;
 
 /// Which elements a walk over the model offers: 0 visible elements that
 /// have a parent, 1 visible elements, 2 elements that have a parent, 3 all.
@@ -24,6 +28,10 @@ class PPDXElement {
 public:
     /// The keyword is copied only when non-null and non-empty.
     PPDXElement(const char* keyword, std::string localName, bool visible);
+    /// From a snapshot: keyword, display name, parent name and visibility
+    /// of the member saved under `index`. The parent is only a name until
+    /// the document links it again (TakeSavedParentName).
+    PPDXElement(Settings& settings, const int& index);
     virtual ~PPDXElement() = 0;
     PPDXElement(const PPDXElement&) = delete;
     PPDXElement& operator=(const PPDXElement&) = delete;
@@ -45,6 +53,14 @@ public:
     /// Whether a walk under `option` offers this element.
     virtual bool OkayToDisplay(const _DISPLAY_OPTIONS_& option) const;
 
+    /// Writes keyword, display name (as system text and as 16-bit Unicode),
+    /// visibility and the parent's keyword under `index`. Returns the status
+    /// of the last item added (nonzero: failure).
+    virtual SettingsStatus Save(Settings& settings, const int& index) const;
+    /// The parent keyword a snapshot named, handed over once.
+    std::optional<CString> TakeSavedParentName() { return std::exchange(mSavedParent, std::nullopt); }
+    const std::optional<CString>& SavedParentName() const { return mSavedParent; }
+
     /// Equal only when both have a keyword and the keywords match.
     bool operator==(const PPDXElement& other) const;
     /// Equal only when this element has a keyword and `keyword` matches it.
@@ -56,4 +72,5 @@ private:
     std::string mLocalName;
     std::uint32_t mVisible;
     PPDXElement* mParent = nullptr;
+    std::optional<CString> mSavedParent;
 };

@@ -36,6 +36,8 @@ const char* PPDErrName(std::int16_t code) {
         KELVO_ERR(PPDErr_BadConstraint)
         KELVO_ERR(PPDErr_SubGroupNameParsing)
         KELVO_ERR(PPDErr_ReadEndedEarly)
+        KELVO_ERR(PPDErr_StaleSnapshot)
+        KELVO_ERR(PPDErr_NotSnapshot)
 #undef KELVO_ERR
     }
     return nullptr;
@@ -74,6 +76,9 @@ const char* PPDErrMessage(std::int16_t code) {
     case PPDErr_SubGroupNameParsing: return "a sub-group name statement cannot be read";
     case PPDErr_ReadEndedEarly:
         return "reading stopped early at a line of 255 bytes or more or at a 0xFF byte";
+    case PPDErr_StaleSnapshot:
+        return "the snapshot was made from another file, or the PPD is no longer one the printer list serves";
+    case PPDErr_NotSnapshot: return "the settings hold no document snapshot";
     }
     return nullptr;
 }

@@ -41,6 +41,13 @@ enum PPDErr : std::int16_t {
     /// A warning: a physical line of 255 bytes or more, or a 0xFF byte,
     /// ended the reading of statements before the end of the file.
     PPDErr_ReadEndedEarly = 38,
+    /// Fatal, for a document rebuilt from a snapshot: the PPD given is not
+    /// the file the snapshot was made from, or is no longer one the printer
+    /// list serves. The caller parses the PPD instead.
+    PPDErr_StaleSnapshot = 39,
+    /// Fatal, for a document rebuilt from a snapshot: the store holds no
+    /// document (no allocation mark), or a member's item cannot be read.
+    PPDErr_NotSnapshot = 40,
 };
 
 /// The constant's name for a code ("PPDErr_Duplicate"), or null when unknown.

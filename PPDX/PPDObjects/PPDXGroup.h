@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
@@ -19,7 +20,17 @@ class PPDXGroup : public PPDXElement {
 public:
     PPDXGroup(const char* name, std::string translation, bool visible)
         : PPDXElement(name, std::move(translation), visible) {}
+    /// From a snapshot: the element part. The kind is the collection's
+    /// business (it reads the marker and builds the right class).
+    PPDXGroup(Settings& settings, int index) : PPDXElement(settings, index) {}
     ~PPDXGroup() override = default;
+
+    /// The element part, then a one-byte marker naming the kind of group.
+    SettingsStatus Save(Settings& settings, const int& index) const override;
+
+protected:
+    /// The marker tag of this kind: plain group, roll-down or scroll pane.
+    virtual std::uint32_t KindTag() const;
 };
 
 /// A collapsible section inside a scroll pane. Lists (does not own) the
@@ -27,9 +38,13 @@ public:
 class PPDXRollDown : public PPDXGroup {
 public:
     PPDXRollDown(const char* name, std::string translation, bool visible);
+    PPDXRollDown(Settings& settings, int index);
     ~PPDXRollDown() override;
     PPDXControls& Controls() { return *mControls; }
     const PPDXControls& Controls() const { return *mControls; }
+
+protected:
+    std::uint32_t KindTag() const override;
 
 private:
     std::unique_ptr<PPDXControls> mControls;
@@ -39,9 +54,13 @@ private:
 class PPDXScrollPane : public PPDXGroup {
 public:
     PPDXScrollPane(const char* name, std::string translation, bool visible);
+    PPDXScrollPane(Settings& settings, int index);
     ~PPDXScrollPane() override;
     PPDXGroups& RollDowns() { return *mRollDowns; }
     const PPDXGroups& RollDowns() const { return *mRollDowns; }
+
+protected:
+    std::uint32_t KindTag() const override;
 
 private:
     std::unique_ptr<PPDXGroups> mRollDowns;

@@ -94,9 +94,18 @@ private:
 class PPDXGroups : public PPDXElementCollection<PPDXGroup> {
 public:
     using PPDXElementCollection::PPDXElementCollection;
+    /// Rebuilds an owning collection from a snapshot: each member becomes a
+    /// roll-down, a scroll pane or a plain group by its marker.
+    explicit PPDXGroups(Settings& settings);
+    /// The count, then every member with the next id from 4001.
+    SettingsStatus Save(Settings& settings) const;
 };
 
 class PPDXProperties : public PPDXElementCollection<PPDXProperty> {
 public:
     using PPDXElementCollection::PPDXElementCollection;
+    /// Rebuilds an owning collection of pages from a snapshot.
+    explicit PPDXProperties(Settings& settings);
+    /// The count, then every member with the next id from 3001.
+    SettingsStatus Save(Settings& settings) const;
 };

@@ -13,6 +13,12 @@ public:
         : PPDXElement(name, std::move(translation), visible),
           mShowInPrintProp(showInPrintProp ? 1 : 0),
           mShowInApp(showInApp ? 1 : 0) {}
+    /// From a snapshot: the element part and both show flags. The scroll
+    /// pane is linked again by the document.
+    PPDXProperty(Settings& settings, int index);
+
+    /// The element part, then show-in-application and show-in-print-page.
+    SettingsStatus Save(Settings& settings, const int& index) const override;
 
     PPDXScrollPane* GetScrollDown() const { return mScrollPane; }
     void SetScrollDown(PPDXScrollPane* pane) { mScrollPane = pane; }

@@ -6,12 +6,19 @@
 #include "PPDX/PPDObjects/Controls/PPDXControl.h"
 
 class PPDXPopupControl;
+class PPDXControls;
 
 /// Lists (does not own) controls. First/Next/Find deliver popups only, so
 /// Count() may exceed what a walk returns: the quick-access list shows menus.
 class PPDXShortcuts {
 public:
     explicit PPDXShortcuts(std::vector<PPDXControl*> controls) : mControls(std::move(controls)) {}
+    /// From a snapshot: each saved keyword looked up exactly among
+    /// `controls`; a keyword that finds nothing is left out.
+    PPDXShortcuts(Settings& settings, const PPDXControls& controls);
+    /// The count (id 6000), then each shortcut's keyword from id 6001, all
+    /// under the shortcut tag.
+    SettingsStatus Save(Settings& settings) const;
     virtual ~PPDXShortcuts() = default;
 
     bool Empty() const { return mControls.empty(); }

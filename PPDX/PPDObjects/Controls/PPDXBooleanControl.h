@@ -10,6 +10,11 @@ public:
     PPDXBooleanControl(const char* keyword, std::string localName, FlagList flags, bool visible,
                        std::optional<CString> trueText, PSBytes truePS, std::optional<CString> falseText,
                        PSBytes falsePS, bool defaultValue, UIConstraints* constraints);
+    /// From a snapshot: the control part, values, display texts and both
+    /// sides' PostScript. Restore takes the current value only.
+    PPDXBooleanControl(Settings& settings, int index, UIConstraints* constraints);
+    SettingsStatus Save(Settings& settings, const int& index) const override;
+    void Restore(Settings& settings, int index) override;
 
     bool IsTrue() const { return mValue != 0; }
     bool DefaultState() const { return mDefault != 0; }

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "PPDX/Constraints/UIConstraints.h"
+#include "PPDX/PPDObjects/SnapshotItems.h"
 #include "TextConverter/TextConverter.h"
 #include "util/BoyerMoore.h"
 #include "util/CommentText.h"
@@ -57,6 +58,49 @@ PPDXControl::PPDXControl(const char* keyword, std::string localName, FlagList fl
       mFlags(std::move(flags)),
       mPSData(std::move(psData)),
       mConstraints(constraints) {}
+
+PPDXControl::PPDXControl(Settings& settings, int index, UIConstraints* constraints)
+    : PPDXElement(settings, index), mConstraints(constraints) {
+    namespace snap = kelvo::snapshot;
+    std::int16_t order = 0;
+    if (snap::ReadNumber(settings, tagCNTL_Order, index, order))
+        mOrder = order;
+    mPSData = snap::ReadBytes(settings, tagCNTL_PSData, index);
+    if (auto flags = snap::ReadText(settings, tagCNTL_CntlFlags, index)) {
+        std::string_view rest = *flags;
+        while (!rest.empty()) {
+            const std::size_t bar = rest.find('|');
+            const std::string_view word = rest.substr(0, bar);
+            if (!word.empty())
+                mFlags.emplace_back(word);
+            if (bar == std::string_view::npos)
+                break;
+            rest.remove_prefix(bar + 1);
+        }
+    }
+}
+
+SettingsStatus PPDXControl::Save(Settings& settings, const int& index) const {
+    namespace snap = kelvo::snapshot;
+    SettingsStatus status = PPDXElement::Save(settings, index);
+    if (status != kSettingsNoErr)
+        return status;
+    if ((status = settings.AddValue(tagCNTL_Order, index, mOrder)) != kSettingsNoErr)
+        return status;
+    if (!mPSData.empty() && (status = snap::AddBytes(settings, tagCNTL_PSData, index, mPSData)) != kSettingsNoErr)
+        return status;
+    if (!mFlags.empty()) {
+        // Every word is followed by a bar, the last one too: readers split
+        // at bars and skip empty words.
+        std::string text;
+        for (const CString& flag : mFlags) {
+            text += flag.View();
+            text += '|';
+        }
+        status = snap::AddText(settings, tagCNTL_CntlFlags, index, text);
+    }
+    return status;
+}
 
 PPDXControl::~PPDXControl() = default;
 

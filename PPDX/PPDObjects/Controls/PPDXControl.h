@@ -36,7 +36,19 @@ class PPDXControl : public PPDXElement {
 public:
     PPDXControl(const char* keyword, std::string localName, FlagList flags, PSBytes psData, bool visible,
                 UIConstraints* constraints);
+    /// From a snapshot: the element part, then order (only a 2-byte item),
+    /// template and flag words (the saved text split at "|", empty words
+    /// dropped). The concrete snapshot constructor sets the type.
+    PPDXControl(Settings& settings, int index, UIConstraints* constraints);
     ~PPDXControl() override;
+
+    /// The element part, then order, template (when there is one) and, when
+    /// there are flags, every flag word followed by "|". Stops at the first
+    /// failing item. Concrete controls add their own record after it.
+    SettingsStatus Save(Settings& settings, const int& index) const override;
+    /// Sets the current value from the record saved under `index` by a
+    /// control of the same document.
+    virtual void Restore(Settings& settings, int index) = 0;
 
     CNTL_TYPE Type() const { return mType; }
     std::int16_t Order() const { return mOrder; }

@@ -1,5 +1,6 @@
 // Custom page size control: bounds and the width/height value text.
 #include "PPDX/PPDObjects/Controls/PPDXCustomPageSizeControl.h"
+#include "PPDX/PPDObjects/SnapshotItems.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -33,4 +34,9 @@ void PPDXCustomPageSizeControl::SetCurrentControlWithCFString(std::string_view v
     mWidth = kelvo::SaturatingFloat(std::atof(text.c_str()));
     std::size_t blank = text.find(' ');
     mHeight = blank == std::string::npos ? 0.0f : kelvo::SaturatingFloat(std::atof(text.c_str() + blank + 1));
+}
+
+PPDXCustomPageSizeControl::PPDXCustomPageSizeControl(Settings& settings, int index, UIConstraints* constraints)
+    : PPDXControl(settings, index, constraints) {
+    mType = kControlTypeCustomPageSize;
 }

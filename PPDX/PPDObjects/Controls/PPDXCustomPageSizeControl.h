@@ -10,6 +10,10 @@ public:
     PPDXCustomPageSizeControl(const char* keyword, FlagList flags, UIConstraints* constraints = nullptr);
     PPDXCustomPageSizeControl(const char* keyword, FlagList flags, float minWidth, float maxWidth, float minHeight,
                               float maxHeight, UIConstraints* constraints = nullptr);
+    /// From a snapshot: the control part only. A custom size writes no
+    /// record of its own, so its bounds and size are not kept.
+    PPDXCustomPageSizeControl(Settings& settings, int index, UIConstraints* constraints);
+    void Restore(Settings&, int) override {}
 
     float MinWidth() const { return mMinWidth; }
     float MaxWidth() const { return mMaxWidth; }

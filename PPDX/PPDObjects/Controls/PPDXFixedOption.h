@@ -9,6 +9,10 @@ class PPDXSpecialOption : public PPDXControl {
 public:
     PPDXSpecialOption(const char* keyword, std::string title, FlagList flags, const char* value, PSBytes defaultData,
                       bool hidden, UIConstraints* constraints = nullptr);
+    /// From a snapshot: the control part and the value; Restore takes the value.
+    PPDXSpecialOption(Settings& settings, int index, UIConstraints* constraints);
+    SettingsStatus Save(Settings& settings, const int& index) const override;
+    void Restore(Settings& settings, int index) override;
 
     const char* GetValue() const { return mValue ? mValue->c_str() : nullptr; }
     std::string CopyCurrentControlValueString() override { return mValue ? mValue->Str() : std::string(); }

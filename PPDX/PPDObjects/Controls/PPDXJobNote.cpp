@@ -1,5 +1,6 @@
 // Job note control: flags, text, and the PostScript or comment it emits.
 #include "PPDX/PPDObjects/Controls/PPDXJobNote.h"
+#include "PPDX/PPDObjects/SnapshotItems.h"
 
 #include <cstring>
 
@@ -111,4 +112,52 @@ const std::string& PPDXJobNote::BuildPDLString(const char* notes) {
     }
     mInjected = std::move(body);
     return *mInjected;
+}
+
+namespace snap = kelvo::snapshot;
+
+PPDXJobNote::PPDXJobNote(Settings& settings, int index, UIConstraints* constraints)
+    : PPDXControl(settings, index, constraints), mMaxLength(0), mMinLength(0), mFlags(0) {
+    mType = kControlTypeJobNote;
+    if (auto text = snap::ReadText(settings, tagJN_NotesText, index))
+        mNotes.emplace(std::move(*text));
+    std::uint32_t word = 0;
+    if (snap::ReadNumber(settings, tagJN_OnOffNotes, index, word))
+        mNotesOn = word;
+    if (snap::ReadNumber(settings, tagJN_NotesFlags, index, word))
+        mFlags = word;
+    std::int64_t length = 0;
+    if (snap::ReadWide(settings, tagJN_MinLength, index, length))
+        mMinLength = static_cast<long>(length);
+    if (snap::ReadWide(settings, tagJN_MaxLength, index, length))
+        mMaxLength = static_cast<long>(length);
+    if (auto text = snap::ReadText(settings, tagJN_DefNotesText, index))
+        mDefaultNotes.emplace(std::move(*text));
+}
+
+SettingsStatus PPDXJobNote::Save(Settings& settings, const int& index) const {
+    SettingsStatus status = PPDXControl::Save(settings, index);
+    if (status != kSettingsNoErr)
+        return status;
+    if ((status = snap::AddMarker(settings, tagJobNote, index)) != kSettingsNoErr)
+        return status;
+    if (mNotes && (status = snap::AddText(settings, tagJN_NotesText, index, mNotes->View())) != kSettingsNoErr)
+        return status;
+    if ((status = settings.AddValue(tagJN_OnOffNotes, index, mNotesOn)) != kSettingsNoErr ||
+        (status = settings.AddValue(tagJN_NotesFlags, index, mFlags)) != kSettingsNoErr ||
+        (status = settings.AddValue(tagJN_MinLength, index, std::int64_t{mMinLength})) != kSettingsNoErr ||
+        (status = settings.AddValue(tagJN_MaxLength, index, std::int64_t{mMaxLength})) != kSettingsNoErr)
+        return status;
+    if (mDefaultNotes)
+        status = snap::AddText(settings, tagJN_DefNotesText, index, mDefaultNotes->View());
+    return status;
+}
+
+void PPDXJobNote::Restore(Settings& settings, int index) {
+    // An absent text item is a note that had no text.
+    const auto text = snap::ReadText(settings, tagJN_NotesText, index);
+    SetNotes(text ? text->c_str() : nullptr);
+    std::uint32_t on = 0;
+    if (snap::ReadNumber(settings, tagJN_OnOffNotes, index, on))
+        mNotesOn = on;
 }

@@ -52,6 +52,11 @@ public:
     PPDXJobNote(const char* keyword, std::string localName, FlagList flags, PSBytes ps,
                 std::optional<CString> defaultNotes, bool visible, long maxLength, std::uint32_t flagWord,
                 long minLength, UIConstraints* constraints);
+    /// From a snapshot: the control part, then text, on/off state, flag
+    /// word, lengths and default text. Restore takes text and on/off state.
+    PPDXJobNote(Settings& settings, int index, UIConstraints* constraints);
+    SettingsStatus Save(Settings& settings, const int& index) const override;
+    void Restore(Settings& settings, int index) override;
 
     const char* GetNotes() const { return mNotes ? mNotes->c_str() : nullptr; }
     /// Replaces the text (null clears it) and drops the cached output.

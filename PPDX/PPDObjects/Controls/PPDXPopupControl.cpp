@@ -3,8 +3,10 @@
 
 #include <strings.h>
 
+#include <cstdint>
 #include <cstring>
 
+#include "PPDX/PPDObjects/SnapshotItems.h"
 #include "PPDX/PopupJobNotesState.h"
 #include "TextConverter/TextConverter.h"
 #include "util/CaseFold.h"
@@ -28,6 +30,114 @@ PPDXPopupControl::PPDXPopupControl(const char* keyword, std::string localName, F
     mType = kControlTypePopup;
     if (mDefaultKeyword)
         SetKeywordSelect(mDefaultKeyword->c_str(), true);
+}
+
+namespace snap = kelvo::snapshot;
+
+namespace {
+
+/// The id of item k of the popup saved under `index`; nothing when it does
+/// not fit in an id (only a damaged snapshot gets there).
+std::optional<std::int32_t> ItemId(int index, std::uint64_t k) {
+    const std::int64_t id = std::int64_t{index} * kPopupItemSpacing + static_cast<std::int64_t>(k);
+    if (k > static_cast<std::uint64_t>(INT32_MAX) || id > INT32_MAX || id < INT32_MIN)
+        return std::nullopt;
+    return static_cast<std::int32_t>(id);
+}
+
+} // namespace
+
+PPDXPopupControl::PPDXPopupControl(Settings& settings, int index, UIConstraints* constraints)
+    : PPDXControl(settings, index, constraints), mMultiple(0), mInstallable(0) {
+    mType = kControlTypePopup;
+    std::uint32_t multiple = 0;
+    if (snap::ReadNumber(settings, tagPC_MultiSel, index, multiple))
+        mMultiple = multiple;
+    if (auto def = snap::ReadText(settings, tagPC_DefKeyWord, index))
+        mDefaultKeyword.emplace(def->c_str());
+    if (const CString* parent = SavedParentName() ? &*SavedParentName() : nullptr)
+        mInstallable = *parent == kInstallableGroupName ? 1 : 0;
+    const std::uint64_t count = snap::BoundedCount(settings, snap::ReadCount(settings, tagPC_ItemCount, index));
+    for (std::uint64_t k = 0; k < count; ++k) {
+        const auto id = ItemId(index, k);
+        if (!id)
+            break;
+        auto item = std::make_unique<_PopupItem>();
+        if (auto key = snap::ReadText(settings, tagPC_ItemKeyWord, *id))
+            item->keyword.emplace(key->c_str());
+        if (auto name = snap::ReadUnicode(settings, tagPC_ItemCFUserName, *id))
+            item->localName = std::move(name);
+        else if (auto text = snap::ReadText(settings, tagPC_ItemName, *id))
+            item->localName = std::move(text);
+        item->psData = snap::ReadBytes(settings, tagPC_ItemPSData, *id);
+        std::uint32_t selected = 0;
+        if (snap::ReadNumber(settings, tagPC_ItemSelected, *id, selected) && selected) {
+            item->selected = selected;
+            mCurrent = mItems.size();
+        }
+        mItems.push_back(std::move(item));
+    }
+    if (const _PopupItem* current = CurrentItem())
+        UpdateKVCache(Keyword(), current->Keyword());
+}
+
+SettingsStatus PPDXPopupControl::Save(Settings& settings, const int& index) const {
+    SettingsStatus status = PPDXControl::Save(settings, index);
+    if (status != kSettingsNoErr)
+        return status;
+    if ((status = snap::AddMarker(settings, tagPopupControl, index)) != kSettingsNoErr ||
+        (status = settings.AddValue(tagPC_MultiSel, index, mMultiple)) != kSettingsNoErr)
+        return status;
+    if (mDefaultKeyword &&
+        (status = snap::AddText(settings, tagPC_DefKeyWord, index, mDefaultKeyword->View())) != kSettingsNoErr)
+        return status;
+    if (mItems.empty())
+        return status;
+    if ((status = snap::AddCount(settings, tagPC_ItemCount, index, mItems.size())) != kSettingsNoErr)
+        return status;
+    for (std::size_t k = 0; k < mItems.size(); ++k) {
+        const auto id = ItemId(index, k);
+        if (!id)
+            return kSettingsIdOverflow;
+        const _PopupItem& item = *mItems[k];
+        if (item.keyword &&
+            (status = snap::AddText(settings, tagPC_ItemKeyWord, *id, item.keyword->View())) != kSettingsNoErr)
+            return status;
+        if (item.localName &&
+            (status = snap::AddBytes(settings, tagPC_ItemCFUserName, *id, CFStringToExternal(*item.localName))) !=
+                kSettingsNoErr)
+            return status;
+        if (!item.psData.empty() &&
+            (status = snap::AddBytes(settings, tagPC_ItemPSData, *id, item.psData)) != kSettingsNoErr)
+            return status;
+        if ((status = settings.AddValue(tagPC_ItemSelected, *id, item.selected)) != kSettingsNoErr)
+            return status;
+    }
+    return status;
+}
+
+void PPDXPopupControl::Restore(Settings& settings, int index) {
+    const std::uint64_t count = snap::BoundedCount(settings, snap::ReadCount(settings, tagPC_ItemCount, index));
+    bool any = false;
+    for (std::uint64_t k = 0; k < count && k < mItems.size(); ++k) {
+        const auto id = ItemId(index, k);
+        if (!id)
+            break;
+        _PopupItem& item = *mItems[k];
+        const auto key = snap::ReadText(settings, tagPC_ItemKeyWord, *id);
+        const bool sameItem = key ? item.keyword && *key == item.keyword->View() : !item.keyword;
+        std::uint32_t selected = 0;
+        if (!sameItem ||
+            !snap::ReadNumber(settings, tagPC_ItemSelected, *id, selected))
+            continue;
+        item.selected = selected;
+        if (selected) {
+            mCurrent = static_cast<std::size_t>(k);
+            any = true;
+        }
+    }
+    if (any)
+        UpdateKVCache(Keyword(), CurrentItem()->Keyword());
 }
 
 _PopupItem* PPDXPopupControl::FirstItem() {

@@ -41,6 +41,18 @@ public:
                      bool installable, PopupItemList items, std::optional<CString> defaultKeyword,
                      UIConstraints* constraints);
 
+    /// From a snapshot: the control part, then selection mode, default
+    /// keyword and items with their selected state (item k under index *
+    /// 100 + k); the last selected item becomes the current one. The popup
+    /// is installable when its saved parent is the installable-options
+    /// group, as the reader decides.
+    PPDXPopupControl(Settings& settings, int index, UIConstraints* constraints);
+
+    SettingsStatus Save(Settings& settings, const int& index) const override;
+    /// Takes the selected state of each saved item whose keyword is the one
+    /// at the same position here.
+    void Restore(Settings& settings, int index) override;
+
     std::size_t ItemCount() const { return mItems.size(); }
     _PopupItem* FirstItem();
     _PopupItem* NextItem();
@@ -75,6 +87,8 @@ public:
 
     /// The three colour-profile popups, whose lists may grow from saved values.
     static bool IsProfileKeyword(const char* keyword);
+    /// The group whose popups are installable options.
+    static constexpr char kInstallableGroupName[] = "QJPPInstallableOptions";
 
 private:
     std::uint32_t mMultiple;

@@ -1,5 +1,6 @@
 // Range and float range controls: value rules and injected PostScript.
 #include "PPDX/PPDObjects/Controls/PPDXRangeControl.h"
+#include "PPDX/PPDObjects/SnapshotItems.h"
 
 #include <cmath>
 #include <cstdio>
@@ -113,4 +114,89 @@ void PPDXFloatRangeControl::SetCurrentControlWithCFString(std::string_view value
     const double number = std::strtod(std::string(value).c_str(), nullptr);
     if (!std::isnan(number))
         SetValue(kelvo::SaturatingFloat(number));
+}
+
+namespace snap = kelvo::snapshot;
+
+namespace {
+
+/// Reads a 64-bit field, keeping `field` when the item is absent or of
+/// another size.
+void ReadLong(Settings& settings, std::uint32_t tag, int index, long& field) {
+    std::int64_t value = 0;
+    if (snap::ReadWide(settings, tag, index, value))
+        field = static_cast<long>(value);
+}
+
+void ReadFloat(Settings& settings, std::uint32_t tag, int index, float& field) {
+    float value = 0;
+    if (snap::ReadNumber(settings, tag, index, value))
+        field = value;
+}
+
+/// Adds each (tag, value) after the marker, stopping at the first failure.
+template <class T, std::size_t N>
+SettingsStatus AddRecord(Settings& settings, std::uint32_t marker, int index,
+                         const std::pair<std::uint32_t, T> (&fields)[N]) {
+    SettingsStatus status = snap::AddMarker(settings, marker, index);
+    for (const auto& [tag, value] : fields) {
+        if (status != kSettingsNoErr)
+            break;
+        status = settings.AddValue(tag, index, value);
+    }
+    return status;
+}
+
+} // namespace
+
+PPDXRangeControl::PPDXRangeControl(Settings& settings, int index, UIConstraints* constraints)
+    : PPDXControl(settings, index, constraints), mValue(0), mMin(0), mMax(0), mIncrement(0), mDefault(0) {
+    mType = kControlTypeRange;
+    ReadLong(settings, tagRC_MinVal, index, mMin);
+    ReadLong(settings, tagRC_MaxVal, index, mMax);
+    ReadLong(settings, tagRC_Increment, index, mIncrement);
+    ReadLong(settings, tagRC_DefaultVal, index, mDefault);
+    ReadLong(settings, tagRC_Val, index, mValue);
+}
+
+SettingsStatus PPDXRangeControl::Save(Settings& settings, const int& index) const {
+    const SettingsStatus status = PPDXControl::Save(settings, index);
+    if (status != kSettingsNoErr)
+        return status;
+    const std::pair<std::uint32_t, std::int64_t> fields[] = {
+        {tagRC_MinVal, mMin}, {tagRC_MaxVal, mMax}, {tagRC_Increment, mIncrement},
+        {tagRC_DefaultVal, mDefault}, {tagRC_Val, mValue}};
+    return AddRecord(settings, tagRangeControl, index, fields);
+}
+
+void PPDXRangeControl::Restore(Settings& settings, int index) {
+    std::int64_t value = 0;
+    if (snap::ReadWide(settings, tagRC_Val, index, value))
+        SetValue(static_cast<long>(value));
+}
+
+PPDXFloatRangeControl::PPDXFloatRangeControl(Settings& settings, int index, UIConstraints* constraints)
+    : PPDXControl(settings, index, constraints), mValue(0), mMin(0), mMax(0), mIncrement(0), mDefault(0) {
+    mType = kControlTypeFloatRange;
+    ReadFloat(settings, tagFC_MinVal, index, mMin);
+    ReadFloat(settings, tagFC_MaxVal, index, mMax);
+    ReadFloat(settings, tagFC_Increment, index, mIncrement);
+    ReadFloat(settings, tagFC_DefaultVal, index, mDefault);
+    ReadFloat(settings, tagFC_Val, index, mValue);
+}
+
+SettingsStatus PPDXFloatRangeControl::Save(Settings& settings, const int& index) const {
+    const SettingsStatus status = PPDXControl::Save(settings, index);
+    if (status != kSettingsNoErr)
+        return status;
+    const std::pair<std::uint32_t, float> fields[] = {
+        {tagFC_MinVal, mMin}, {tagFC_MaxVal, mMax}, {tagFC_Increment, mIncrement},
+        {tagFC_DefaultVal, mDefault}, {tagFC_Val, mValue}};
+    return AddRecord(settings, tagFloatRangeControl, index, fields);
+}
+
+void PPDXFloatRangeControl::Restore(Settings& settings, int index) {
+    float value = 0;
+    if (snap::ReadNumber(settings, tagFC_Val, index, value))
+        SetValue(value);
 }

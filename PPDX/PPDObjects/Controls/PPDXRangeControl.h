@@ -11,6 +11,12 @@ class PPDXRangeControl : public PPDXControl {
 public:
     PPDXRangeControl(const char* keyword, std::string localName, FlagList flags, PSBytes ps, long minimum,
                      long maximum, long increment, long defaultValue, bool visible, UIConstraints* constraints);
+    /// From a snapshot: the control part, then bounds, increment, default
+    /// and value (each 8 bytes; 4-byte ones are taken too). Restore takes
+    /// the value only, through SetValue's rules.
+    PPDXRangeControl(Settings& settings, int index, UIConstraints* constraints);
+    SettingsStatus Save(Settings& settings, const int& index) const override;
+    void Restore(Settings& settings, int index) override;
 
     long MinVal() const { return mMin; }
     long MaxVal() const { return mMax; }
@@ -42,6 +48,10 @@ public:
     PPDXFloatRangeControl(const char* keyword, std::string localName, FlagList flags, PSBytes ps, float minimum,
                           float maximum, float increment, float defaultValue, bool visible,
                           UIConstraints* constraints);
+    /// From a snapshot, as the whole-number range, with 4-byte floats.
+    PPDXFloatRangeControl(Settings& settings, int index, UIConstraints* constraints);
+    SettingsStatus Save(Settings& settings, const int& index) const override;
+    void Restore(Settings& settings, int index) override;
 
     float MinVal() const { return mMin; }
     float MaxVal() const { return mMax; }
