@@ -22,7 +22,11 @@ const std::string& Sample() {
     return path;
 }
 
-const char* const kSubcommands[] = {"inspect", "options", "ps", "check"};
+const char* const kSubcommands[] = {"inspect", "options", "ps", "check", "validate", "printers", "snapshot"};
+/// Subcommands of subcommands, whose options the documentation must cover too.
+const std::vector<std::vector<std::string>> kNestedCommands = {
+    {"printers", "list"}, {"printers", "add"},  {"printers", "find"},  {"printers", "blob"},
+    {"printers", "set-blob"}, {"snapshot", "save"}, {"snapshot", "show"}, {"snapshot", "items"}};
 
 } // namespace
 
@@ -203,6 +207,10 @@ TEST(KelvoPdeDocs, ManPageAndCompletionNameEveryCommandAndOption) {
     std::vector<std::vector<std::string>> helps = {{"--help"}};
     for (const char* sub : kSubcommands)
         helps.push_back({sub, "--help"});
+    for (std::vector<std::string> nested : kNestedCommands) {
+        nested.push_back("--help");
+        helps.push_back(nested);
+    }
     for (const auto& args : helps) {
         const FullRun help = RunToolFull(args);
         ASSERT_EQ(help.status, 0);

@@ -129,3 +129,28 @@ struct PrintersRequest {
 int RunPrinters(const PrintersRequest& request, std::ostream& out, std::ostream& err);
 
 } // namespace kelvo::tool
+
+namespace kelvo::tool {
+
+/// What `inspect` prints: InspectJSON as indented JSON, or InspectTree.
+void PrintInspect(QJVPPD& doc, std::ostream& out, bool asJSON);
+
+/// `kelvo-pde snapshot save`: the model of `doc` (opened from `ppdPath`) as
+/// a flattened settings block, written atomically to `output` or, for "-",
+/// to `out`. Returns kExitOK, or kExitBadPPD after one line on `err` naming
+/// the file and the reason (a model the numbering cannot hold, a file that
+/// cannot be written).
+int SaveSnapshot(QJVPPD& doc, const std::string& ppdPath, const std::string& output, std::ostream& out,
+                 std::ostream& err);
+
+/// `kelvo-pde snapshot show`: reads the block of `path` ("-": standard
+/// input, at most kMaxStdinBytes), rebuilds the document from it and prints
+/// it as `inspect` does. kExitBadPPD when the file cannot be read, is no
+/// settings block, or holds no document.
+int ShowSnapshot(const std::string& path, bool asJSON, std::ostream& out, std::ostream& err);
+
+/// `kelvo-pde snapshot items`: every item of the block in order: tag, id,
+/// size and the first bytes of the value. Errors as for ShowSnapshot.
+int ListSnapshotItems(const std::string& path, bool asJSON, std::ostream& out, std::ostream& err);
+
+} // namespace kelvo::tool

@@ -1,4 +1,5 @@
-// kelvo-pde: inspect a Kelvo PPD and the PostScript its controls emit.
+// kelvo-pde: inspect a Kelvo PPD, the PostScript its controls emit, and
+// snapshots of its model.
 #include <clocale>
 #include <iostream>
 
@@ -21,7 +22,7 @@ Exit status:
   0  done (a PPD with warnings only is fine)
   1  usage error: a bad command line, an unknown key, choice or value;
      validate: the PPD is not one the names serve; printers: no such printer or blob
-  2  the file cannot be read or is not a usable PPD or property list)";
+  2  the file cannot be read or is not a usable PPD, property list or snapshot)";
 
 } // namespace
 
@@ -115,6 +116,29 @@ int main(int argc, char** argv) {
     printersSetBlob->add_option("ID", printersRequest.id, "blob id")->required();
     printersSetBlob->add_option("TEXT", printersRequest.texts, "the blob's strings, each under 1024 bytes");
 
+    // Snapshots: save needs a PPD (opened as inspect opens it); show and
+    // items read a block and need none.
+    std::string snapshotOutput;
+    std::string snapshotFile;
+    bool snapshotJSON = false;
+    CLI::App* snapshot = app.add_subcommand("snapshot", "save the document's model as a settings block, rebuild it, "
+                                                        "list a block's items");
+    snapshot->require_subcommand(1);
+    snapshot->fallthrough();
+    CLI::App* snapshotSave = snapshot->add_subcommand("save", "write the model of a PPD as a settings block");
+    addOpenOptions(snapshotSave);
+    snapshotSave->add_option("-o,--output", snapshotOutput, "FILE to write (replaced atomically), or - for "
+                                                            "standard output")
+        ->required();
+    CLI::App* snapshotShow =
+        snapshot->add_subcommand("show", "rebuild the document from a block and print it as inspect does");
+    snapshotShow->add_option("FILE", snapshotFile, "settings block to read, or - for standard input")->required();
+    snapshotShow->add_flag("--json", snapshotJSON, "one JSON object, as inspect --json prints");
+    CLI::App* snapshotItems =
+        snapshot->add_subcommand("items", "list a block's items: tag, id, size and first bytes");
+    snapshotItems->add_option("FILE", snapshotFile, "settings block to read, or - for standard input")->required();
+    snapshotItems->add_flag("--json", snapshotJSON, "one JSON array of {tag, id, size, attributes, head}");
+
     // CLI11 reports through exceptions, each with its own exit code; they end
     // here, so that every usage error has one status and one prefix.
     try {
@@ -160,16 +184,20 @@ int main(int argc, char** argv) {
         return RunPrinters(printersRequest, std::cout, std::cerr);
     }
 
+    if (snapshotShow->parsed())
+        return ShowSnapshot(snapshotFile, snapshotJSON, std::cout, std::cerr);
+    if (snapshotItems->parsed())
+        return ListSnapshotItems(snapshotFile, snapshotJSON, std::cout, std::cerr);
+
     QJVPPDRef doc = OpenForTool(request, std::cerr);
     if (!doc)
         return kExitBadPPD;
     if (inspect->parsed()) {
-        if (json)
-            std::cout << InspectJSON(*doc).dump(2, ' ', false, nlohmann::json::error_handler_t::replace) << "\n";
-        else
-            InspectTree(*doc, std::cout);
+        PrintInspect(*doc, std::cout, json);
         return kExitOK;
     }
+    if (snapshotSave->parsed())
+        return SaveSnapshot(*doc, request.path, snapshotOutput, std::cout, std::cerr);
     if (options->parsed()) {
         if (!doc->HasMakerStatements())
             std::cerr << "kelvo-pde: " << ShownPath(request.path)
