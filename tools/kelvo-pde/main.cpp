@@ -5,6 +5,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "CommandRegistry.h"
 #include "Commands.h"
 #include "util/Log.h"
 
@@ -139,6 +140,9 @@ int main(int argc, char** argv) {
     snapshotItems->add_option("FILE", snapshotFile, "settings block to read, or - for standard input")->required();
     snapshotItems->add_flag("--json", snapshotJSON, "one JSON array of {tag, id, size, attributes, head}");
 
+    // Subcommands that live in files of their own add themselves here.
+    std::vector<Command> commands;
+
     // CLI11 reports through exceptions, each with its own exit code; they end
     // here, so that every usage error has one status and one prefix.
     try {
@@ -171,6 +175,10 @@ int main(int argc, char** argv) {
                 std::cerr << '\n';
         });
     }
+
+    for (const Command& command : commands)
+        if (command.app->parsed())
+            return command.run();
 
     if (validate->parsed())
         return RunValidate(validatePath,
