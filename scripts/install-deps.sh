@@ -10,14 +10,16 @@
 set -euo pipefail
 
 # Configuring needs only the compiler, CMake, pkg-config, zlib, libplist,
-# nlohmann-json and CLI11;
-# the rest is found when present.
-run_packages=(g++ make cmake pkg-config zlib1g-dev libplist-dev nlohmann-json3-dev libcli11-dev)
+# nlohmann-json, CLI11, nettle (credentials), libuuid (file names) and libacl
+# (who may read an injection file); the rest is found when present.
+run_packages=(g++ make cmake pkg-config zlib1g-dev libplist-dev nlohmann-json3-dev libcli11-dev
+  nettle-dev uuid-dev libacl1-dev)
 more_packages=(
   build-essential pkg-config binutils file gzip
   libgtest-dev libgmock-dev libbenchmark-dev
   clang libclang-rt-14-dev
   libcups2-dev cups-client time
+  ghostscript python3
 )
 
 case ${1:-all} in
