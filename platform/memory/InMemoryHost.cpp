@@ -94,8 +94,6 @@ bool FromJSONValue(const json& j, PropertyValue& out, int depth, std::string& er
         out = PropertyValue(j.get<std::string>());
     } else if (j.is_boolean()) {
         out = PropertyValue(j.get<bool>());
-    } else if (j.is_number_integer()) {
-        out = PropertyValue(j.get<std::int64_t>());
     } else if (j.is_number_unsigned()) {
         const auto v = j.get<std::uint64_t>();
         if (v > static_cast<std::uint64_t>(INT64_MAX)) {
@@ -103,6 +101,8 @@ bool FromJSONValue(const json& j, PropertyValue& out, int depth, std::string& er
             return false;
         }
         out = PropertyValue(static_cast<std::int64_t>(v));
+    } else if (j.is_number_integer()) {
+        out = PropertyValue(j.get<std::int64_t>());
     } else if (j.is_number_float()) {
         out = PropertyValue(j.get<double>());
     } else if (j.is_array()) {
