@@ -513,6 +513,11 @@ int ConvertTextFromApplicationToUTF8(const char* in, char* out) {
 std::string TextConverter::ToSystemText(std::string_view utf8) {
     if (utf8.empty())
         return {};
+    // Plain ASCII is itself in a UTF-8 system, the common case: no
+    // converter needs opening for it.
+    if (GetCurrentEncoding() == kTextEncodingUTF8 &&
+        std::all_of(utf8.begin(), utf8.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80 && c != 0; }))
+        return std::string(utf8);
     // Four bytes per source byte covers every multi-byte target encoding.
     std::string buffer(utf8.size() * 4 + 1, '\0');
     CFStringToCstring(utf8, buffer.data(), static_cast<long>(buffer.size()));

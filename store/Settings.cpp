@@ -24,20 +24,51 @@ bool CopyValue(std::span<const std::uint8_t> data, std::vector<std::uint8_t>& ou
 // ---- SettingsCollection ----
 
 SettingsItem* SettingsCollection::Find(std::uint32_t tag, std::int32_t id) {
+    // Readers mostly ask for items in the order they were written: try the
+    // item after the last one found before hashing.
+    for (const std::size_t at : {mHint, mHint + 1}) {
+        if (at < mItems.size() && mItems[at].tag == tag && mItems[at].id == id) {
+            mHint = at;
+            return &mItems[at];
+        }
+    }
+    const auto found = mIndex.find(Key(tag, id));
+    if (found == mIndex.end())
+        return nullptr;
+    mHint = found->second;
+    return &mItems[found->second];
+}
+
+const SettingsItem* SettingsCollection::Lookup(std::uint32_t tag, std::int32_t id) const {
     const auto found = mIndex.find(Key(tag, id));
     return found == mIndex.end() ? nullptr : &mItems[found->second];
 }
 
-bool SettingsCollection::Append(SettingsItem item) {
+bool SettingsCollection::Reserve(std::size_t count) {
     try {
-        mItems.reserve(mItems.size() + 1);
-        mIndex.emplace(Key(item.tag, item.id), mItems.size());
+        mItems.reserve(count);
+        mIndex.reserve(count);
     } catch (const std::bad_alloc&) {
         return false;
     }
-    mItems.push_back(std::move(item)); // room reserved: cannot throw
     return true;
 }
+
+int SettingsCollection::AppendNew(SettingsItem item) {
+    try {
+        // Grow by doubling: a snapshot adds hundreds of thousands of items.
+        if (mItems.size() == mItems.capacity())
+            mItems.reserve(mItems.empty() ? 16 : 2 * mItems.size());
+        if (!mIndex.try_emplace(Key(item.tag, item.id), mItems.size()).second)
+            return 0;
+    } catch (const std::bad_alloc&) {
+        return -1;
+    }
+    mItems.push_back(std::move(item)); // room reserved: cannot throw
+    return 1;
+}
+
+bool SettingsCollection::Append(SettingsItem item) { return AppendNew(std::move(item)) == 1; }
 
 void SettingsCollection::Remove(std::uint32_t tag, std::int32_t id) {
     const auto found = mIndex.find(Key(tag, id));
@@ -46,6 +77,7 @@ void SettingsCollection::Remove(std::uint32_t tag, std::int32_t id) {
     const std::size_t at = found->second;
     mIndex.erase(found);
     mItems.erase(mItems.begin() + static_cast<std::ptrdiff_t>(at));
+    mHint = 0;
     // Removal is rare (the model only adds); renumbering the later items
     // keeps lookups a single probe.
     for (auto& [key, index] : mIndex)
@@ -54,6 +86,7 @@ void SettingsCollection::Remove(std::uint32_t tag, std::int32_t id) {
 }
 
 void SettingsCollection::Clear() {
+    mHint = 0;
     mItems.clear();
     mIndex.clear();
 }
@@ -290,7 +323,7 @@ SettingsStatus Settings::GetSettingsHandle(std::vector<std::uint8_t>& handle) {
 bool Settings::IsForeign() {
     if (!mCollection)
         return false;
-    const SettingsItem* count = mCollection->Find(kSettingsPageCountTag, kSettingsPageCountId);
+    const SettingsItem* count = mCollection->Lookup(kSettingsPageCountTag, kSettingsPageCountId);
     if (!count || count->value.size() != sizeof(std::uint64_t))
         return false;
     // Read in this machine's order: a count of a few pages written the other

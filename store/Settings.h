@@ -51,9 +51,17 @@ public:
     const std::vector<SettingsItem>& Items() const { return mItems; }
     /// The item with this address, or null.
     SettingsItem* Find(std::uint32_t tag, std::int32_t id);
+    /// The same, without moving the hint Find keeps for readers that go in
+    /// order (for look-ups on the side, such as the page-count test).
+    const SettingsItem* Lookup(std::uint32_t tag, std::int32_t id) const;
     /// Appends an item whose address is not present yet. False when the
     /// allocation failed (the collection is then unchanged).
     bool Append(SettingsItem item);
+    /// Makes room for `count` items; false when memory runs out.
+    bool Reserve(std::size_t count);
+    /// Appends unless the address is taken: 1 appended, 0 taken (the
+    /// collection is unchanged), -1 out of memory.
+    int AppendNew(SettingsItem item);
     /// Removes the item with this address, if any; later items move up.
     void Remove(std::uint32_t tag, std::int32_t id);
     void Clear();
@@ -65,6 +73,7 @@ private:
     }
     std::vector<SettingsItem> mItems;
     std::unordered_map<std::uint64_t, std::size_t> mIndex;
+    std::size_t mHint = 0; ///< index of the item Find found last
 };
 
 /// The settings store. It owns its collection (none only when it adopted a

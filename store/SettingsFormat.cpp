@@ -92,6 +92,8 @@ SettingsStatus UnflattenSettings(std::span<const std::uint8_t> block, SettingsCo
     if (body != in.Remaining() || count > body / kRecordHeaderSize)
         return kSettingsDamagedBlock;
 
+    if (!out.Reserve(count))
+        return kSettingsMemFull;
     for (std::uint32_t n = 0; n < count; ++n) {
         SettingsItem item;
         std::uint32_t length = 0;
@@ -106,16 +108,17 @@ SettingsStatus UnflattenSettings(std::span<const std::uint8_t> block, SettingsCo
         for (std::uint8_t byte : padding)
             if (byte != 0)
                 return kSettingsDamagedBlock;
-        // One item per address, as the store itself keeps them.
-        if (out.Find(item.tag, item.id))
-            return kSettingsDamagedBlock;
         try {
             item.value.assign(value.begin(), value.end());
         } catch (const std::bad_alloc&) {
             return kSettingsMemFull;
         }
-        if (!out.Append(std::move(item)))
+        // One item per address, as the store itself keeps them.
+        const int appended = out.AppendNew(std::move(item));
+        if (appended < 0)
             return kSettingsMemFull;
+        if (appended == 0)
+            return kSettingsDamagedBlock;
     }
     return in.Remaining() == 0 ? kSettingsNoErr : kSettingsDamagedBlock;
 }

@@ -3,6 +3,7 @@
 
 #include <bit>
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <iconv.h>
@@ -14,22 +15,52 @@ namespace {
 /// would make glibc add or expect a mark of its own choosing.
 constexpr const char* kUtf16Host = std::endian::native == std::endian::little ? "UTF-16LE" : "UTF-16BE";
 
-/// One iconv descriptor, closed with the object.
-class Iconv {
+/// The two conversions of this file, each opened once per thread: a
+/// snapshot converts every display name, and opening a descriptor costs
+/// more than converting a name. Closed when the thread ends.
+class CachedIconv {
 public:
-    Iconv(const char* to, const char* from) : mCd(iconv_open(to, from)) {}
-    ~Iconv() {
-        if (Ok())
-            iconv_close(mCd);
+    /// The descriptor for to <- from, reset to its initial state; null
+    /// when iconv cannot make one.
+    iconv_t Get(const char* to, const char* from) {
+        for (Entry& e : mEntries) {
+            if (e.cd && e.to == to && e.from == from) {
+                iconv(e.cd, nullptr, nullptr, nullptr, nullptr);
+                return e.cd;
+            }
+        }
+        iconv_t cd = iconv_open(to, from);
+        if (cd == reinterpret_cast<iconv_t>(-1))
+            return nullptr;
+        Entry& slot = mEntries[mNext++ % mEntries.size()];
+        if (slot.cd)
+            iconv_close(slot.cd);
+        slot = {to, from, cd};
+        return cd;
     }
-    Iconv(const Iconv&) = delete;
-    Iconv& operator=(const Iconv&) = delete;
-    bool Ok() const { return mCd != reinterpret_cast<iconv_t>(-1); }
-    iconv_t Get() const { return mCd; }
+    CachedIconv() = default;
+    CachedIconv(const CachedIconv&) = delete;
+    CachedIconv& operator=(const CachedIconv&) = delete;
+    ~CachedIconv() {
+        for (Entry& e : mEntries)
+            if (e.cd)
+                iconv_close(e.cd);
+    }
 
 private:
-    iconv_t mCd;
+    struct Entry {
+        const char* to = nullptr; ///< string literals: compared by address
+        const char* from = nullptr;
+        iconv_t cd = nullptr;
+    };
+    std::array<Entry, 4> mEntries{};
+    std::size_t mNext = 0;
 };
+
+iconv_t Descriptor(const char* to, const char* from) {
+    thread_local CachedIconv cache;
+    return cache.Get(to, from);
+}
 
 /// Runs `in` through `cd`, appending to `out`. Where iconv refuses the
 /// input (an invalid or cut sequence), `loss` is appended instead and
@@ -103,8 +134,8 @@ std::optional<std::string> GetSettingsCFString(Settings& settings, std::uint32_t
 }
 
 std::vector<std::uint8_t> CFStringToExternal(std::string_view utf8) {
-    Iconv cd(kUtf16Host, "UTF-8");
-    if (!cd.Ok())
+    iconv_t cd = Descriptor(kUtf16Host, "UTF-8");
+    if (!cd)
         return {};
     // The mark and the loss character in this machine's order, as the
     // platform wrote them: a reader of the other order finds out from the mark.
@@ -119,7 +150,7 @@ std::vector<std::uint8_t> CFStringToExternal(std::string_view utf8) {
     std::memcpy(out.data(), &mark, sizeof mark);
     const std::span<const std::uint8_t> loss(reinterpret_cast<const std::uint8_t*>(&question), sizeof question);
     const std::span<const std::uint8_t> in(reinterpret_cast<const std::uint8_t*>(utf8.data()), utf8.size());
-    if (!Convert(cd.Get(), in, 1, loss, out))
+    if (!Convert(cd, in, 1, loss, out))
         return {};
     return out;
 }
@@ -129,21 +160,23 @@ std::optional<std::string> ExtenalToCFString(std::span<const std::uint8_t> bytes
         return std::nullopt;
     // Without a mark the units are big-endian, the order the Unicode
     // standard assumes for unmarked UTF-16.
-    const char* from = "UTF-16BE";
+    static constexpr const char* kBE = "UTF-16BE";
+    static constexpr const char* kLE = "UTF-16LE";
+    const char* from = kBE;
     if (bytes.size() >= 2 && bytes[0] == 0xFF && bytes[1] == 0xFE) {
-        from = "UTF-16LE";
+        from = kLE;
         bytes = bytes.subspan(2);
     } else if (bytes.size() >= 2 && bytes[0] == 0xFE && bytes[1] == 0xFF) {
         bytes = bytes.subspan(2);
     }
     if (bytes.empty())
         return std::string();
-    Iconv cd("UTF-8", from);
-    if (!cd.Ok())
+    iconv_t cd = Descriptor("UTF-8", from);
+    if (!cd)
         return std::nullopt;
     static constexpr std::uint8_t kQuestion[] = {'?'};
     std::vector<std::uint8_t> out;
-    if (!Convert(cd.Get(), bytes, 2, kQuestion, out))
+    if (!Convert(cd, bytes, 2, kQuestion, out))
         return std::nullopt;
     return std::string(out.begin(), out.end());
 }

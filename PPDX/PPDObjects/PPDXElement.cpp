@@ -15,11 +15,13 @@ PPDXElement::PPDXElement(const char* keyword, std::string localName, bool visibl
 }
 
 PPDXElement::PPDXElement(Settings& settings, const int& index) : mVisible(0) {
-    if (auto keyword = snap::ReadText(settings, tagKeyWord, index); keyword && !keyword->empty())
+    // Texts end at a NUL, as the C strings they become: a keyword that
+    // starts with one is no keyword.
+    if (auto keyword = snap::ReadText(settings, tagKeyWord, index); keyword && keyword->c_str()[0] != '\0')
         mKeyword.emplace(keyword->c_str());
     if (auto name = snap::ReadUnicode(settings, tagLocalCFStrName, index))
         mLocalName = std::move(*name);
-    if (auto parent = snap::ReadText(settings, tagParName, index); parent && !parent->empty())
+    if (auto parent = snap::ReadText(settings, tagParName, index); parent && parent->c_str()[0] != '\0')
         mSavedParent.emplace(parent->c_str());
     std::uint32_t visible = 0;
     if (snap::ReadNumber(settings, tagVisState, index, visible))

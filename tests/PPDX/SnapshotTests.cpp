@@ -140,6 +140,19 @@ TEST(Snapshot, TextsKeepEmptyApartFromAbsentAndFlagsSplitAtBars) {
     EXPECT_EQ(flags[1].Str(), "Setup");
 }
 
+TEST(Snapshot, AKeywordStartingWithNulIsNoKeywordSoASecondRoundSavesTheSame) {
+    Parsed p(kMixed);
+    Settings settings;
+    ASSERT_TRUE(p.doc->Save(settings));
+    const std::uint8_t keyword[] = {0, 'P', 'a', 'g', 'e'};
+    ASSERT_EQ(settings.Set(tagKeyWord, kFirstPropertyId, keyword), kSettingsNoErr);
+    ASSERT_EQ(settings.Set(tagParName, kFirstControlId, keyword), kSettingsNoErr);
+    QJVPPDRef once = QJVPPD::FromSettings(settings);
+    EXPECT_EQ(once->GetProperties()->All()[0]->Keyword(), nullptr);
+    const std::vector<std::uint8_t> first = Snapshot(*once);
+    EXPECT_EQ(Snapshot(*Rebuild(first)), first);
+}
+
 TEST(Snapshot, PopupsWithoutItemsAndBeyondOneHundredItems) {
     Parsed p("");
     QJVPPD& doc = *p.doc;

@@ -22,7 +22,7 @@ const std::string& Sample() {
     return path;
 }
 
-const char* const kSubcommands[] = {"inspect", "options", "ps", "check", "validate", "printers", "snapshot"};
+const char* const kSubcommands[] = {"inspect", "options", "ps", "check", "validate", "printers", "snapshot", "job", "apply"};
 /// Subcommands of subcommands, whose options the documentation must cover too.
 const std::vector<std::vector<std::string>> kNestedCommands = {
     {"printers", "list"}, {"printers", "add"},  {"printers", "find"},  {"printers", "blob"},
