@@ -76,7 +76,8 @@ public:
 
     /// Starts a new, empty list.
     void Create() { mPieces.clear(); }
-    /// Appends a piece of exactly these bytes (an empty one too).
+    /// Appends a piece of exactly these bytes (an empty one too). Null
+    /// bytes with a non-zero length add nothing (the log says so).
     void Add(PostScriptInjectionSite site, const char* bytes, unsigned long length);
     void Add(PostScriptInjectionSite site, std::string_view text) { Add(site, text.data(), text.size()); }
     /// Appends the control's framed PostScript when it is at most 1024
@@ -88,7 +89,8 @@ public:
     /// Writes the injection file ("/tmp/Kelvo.temp" + UUID, see
     /// docs/injection-file.md) and stores its path in the print settings
     /// under the ticket's key. Returns the path, or nothing when the file
-    /// could not be written (the reason is logged).
+    /// could not be written (the reason is logged); the key is then removed
+    /// from the print settings, so that no older ticket travels with the job.
     std::optional<std::filesystem::path> Save();
     /// Sets `value` under `key` in the print settings.
     void InjectTempFileToPSStream(std::string_view key, std::string_view value);
