@@ -1,0 +1,256 @@
+// kelvo-pde apply: put the pieces of an injection file into a PostScript job.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <iostream>
+#include <memory>
+#include <streambuf>
+#include <string>
+#include <vector>
+
+#include "CommandRegistry.h"
+#include "Commands.h"
+#include "output/InjectionFile.h"
+#include "output/TicketApplier.h"
+
+namespace kelvo::tool {
+
+namespace {
+
+using namespace kelvo::output;
+
+struct ApplyRequest {
+    std::string ticket;
+    std::string job{kStdinPath};
+    std::string output{"-"};
+};
+
+/// Reads a descriptor straight into the caller's buffer (the applier asks
+/// for large blocks) and keeps the errno of a failed read, which an
+/// ifstream would turn into a plain end of file.
+class DescriptorReader : public std::streambuf {
+public:
+    explicit DescriptorReader(int fd) : mFd(fd) {}
+    int Error() const { return mError; }
+
+protected:
+    std::streamsize xsgetn(char* s, std::streamsize n) override {
+        std::streamsize done = 0;
+        if (gptr() < egptr() && n > 0) { // a byte underflow() read ahead
+            *s = *gptr();
+            gbump(1);
+            ++done;
+        }
+        while (done < n) {
+            const ssize_t got = ::read(mFd, s + done, static_cast<std::size_t>(n - done));
+            if (got < 0 && errno == EINTR)
+                continue;
+            if (got < 0)
+                mError = errno;
+            if (got <= 0)
+                break;
+            done += got;
+            break; // hand on what came; the caller asks again
+        }
+        return done;
+    }
+    int_type underflow() override {
+        if (gptr() < egptr())
+            return traits_type::to_int_type(*gptr());
+        if (xsgetn(&mAhead, 1) != 1)
+            return traits_type::eof();
+        setg(&mAhead, &mAhead, &mAhead + 1);
+        return traits_type::to_int_type(mAhead);
+    }
+
+private:
+    int mFd;
+    int mError = 0;
+    char mAhead = 0;
+};
+
+/// Writes to a descriptor through a buffer of its own and keeps the errno
+/// of a failed write.
+class DescriptorWriter : public std::streambuf {
+public:
+    explicit DescriptorWriter(int fd) : mFd(fd), mBuffer(64u << 10) {
+        setp(mBuffer.data(), mBuffer.data() + mBuffer.size());
+    }
+    int Error() const { return mError; }
+
+protected:
+    int_type overflow(int_type c) override {
+        if (!Flush())
+            return traits_type::eof();
+        if (!traits_type::eq_int_type(c, traits_type::eof())) {
+            *pptr() = traits_type::to_char_type(c);
+            pbump(1);
+        }
+        return traits_type::not_eof(c);
+    }
+    std::streamsize xsputn(const char* s, std::streamsize n) override {
+        if (n <= epptr() - pptr()) {
+            std::memcpy(pptr(), s, static_cast<std::size_t>(n));
+            pbump(static_cast<int>(n));
+            return n;
+        }
+        if (!Flush())
+            return 0;
+        if (n < static_cast<std::streamsize>(mBuffer.size()))
+            return xsputn(s, n);
+        return WriteAll(s, static_cast<std::size_t>(n)) ? n : 0;
+    }
+    int sync() override { return Flush() ? 0 : -1; }
+
+private:
+    bool Flush() {
+        const std::size_t pending = static_cast<std::size_t>(pptr() - pbase());
+        setp(mBuffer.data(), mBuffer.data() + mBuffer.size());
+        return WriteAll(mBuffer.data(), pending);
+    }
+    bool WriteAll(const char* s, std::size_t n) {
+        while (n > 0 && mError == 0) {
+            const ssize_t put = ::write(mFd, s, n);
+            if (put < 0 && errno == EINTR)
+                continue;
+            if (put <= 0) {
+                mError = put < 0 ? errno : EIO;
+                break;
+            }
+            s += put;
+            n -= static_cast<std::size_t>(put);
+        }
+        return mError == 0;
+    }
+
+    int mFd;
+    int mError = 0;
+    std::vector<char> mBuffer;
+};
+
+/// The file the job goes to: a new file beside the target, renamed over it
+/// once the whole job is written, so that a failed run leaves the target as
+/// it was. A replaced file keeps its permission bits; a new one gets 0666
+/// less the umask, as any file a program writes.
+class OutputFile {
+public:
+    ~OutputFile() {
+        if (mFd >= 0)
+            ::close(mFd);
+        if (!mTemp.empty())
+            ::unlink(mTemp.c_str());
+    }
+    int Fd() const { return mFd; }
+
+    /// 0 or the errno value.
+    int Create(const std::string& target) {
+        const std::filesystem::path path(target);
+        mTarget = target;
+        mTemp = (path.parent_path() / ("." + path.filename().string() + ".XXXXXX")).string();
+        mFd = ::mkstemp(mTemp.data());
+        if (mFd < 0) {
+            mTemp.clear();
+            return errno;
+        }
+        const mode_t mask = ::umask(0);
+        ::umask(mask);
+        mode_t mode = 0666 & ~mask;
+        struct stat st {};
+        if (::stat(target.c_str(), &st) == 0 && S_ISREG(st.st_mode))
+            mode = st.st_mode & 07777;
+        ::fchmod(mFd, mode);
+        return 0;
+    }
+    /// 0 or the errno value; the temporary name is gone either way.
+    int Commit() {
+        int error = ::close(mFd) == 0 ? 0 : errno;
+        mFd = -1;
+        if (error == 0 && ::rename(mTemp.c_str(), mTarget.c_str()) != 0)
+            error = errno;
+        if (error == 0)
+            mTemp.clear();
+        return error;
+    }
+
+private:
+    int mFd = -1;
+    std::string mTarget;
+    std::string mTemp;
+};
+
+std::string ShownOutput(const std::string& path) { return path == "-" ? "(standard output)" : ShownPath(path); }
+
+int Fail(std::ostream& err, const std::string& shown, const std::string& reason) {
+    err << "kelvo-pde: " << shown << ": " << ForTerminal(reason) << "\n";
+    return kExitBadPPD;
+}
+
+int RunApply(const ApplyRequest& request, std::ostream& err) {
+    const InjectionReadResult ticket = ReadInjectionFile(request.ticket);
+    if (!ticket.ok())
+        return Fail(err, ShownPath(request.ticket), ticket.status.Text());
+
+    int jobFd = STDIN_FILENO;
+    if (request.job != kStdinPath) {
+        jobFd = ::open(request.job.c_str(), O_RDONLY | O_CLOEXEC);
+        struct stat st {};
+        if (jobFd < 0 || ::fstat(jobFd, &st) != 0)
+            return Fail(err, ShownPath(request.job), std::strerror(errno));
+        if (S_ISDIR(st.st_mode)) {
+            ::close(jobFd);
+            return Fail(err, ShownPath(request.job), std::strerror(EISDIR));
+        }
+    }
+    // Closes the job's descriptor on every way out.
+    const std::unique_ptr<int, void (*)(int*)> closeJob(&jobFd, [](int* fd) {
+        if (*fd != STDIN_FILENO)
+            ::close(*fd);
+    });
+
+    OutputFile file;
+    int outFd = STDOUT_FILENO;
+    if (request.output != "-") {
+        if (const int error = file.Create(request.output))
+            return Fail(err, ShownOutput(request.output), std::strerror(error));
+        outFd = file.Fd();
+    }
+
+    DescriptorReader reader(jobFd);
+    DescriptorWriter writer(outFd);
+    std::istream in(&reader);
+    std::ostream out(&writer);
+    const ApplyResult result = ApplyTicket(ticket.pieces, in, out);
+    if (reader.Error() != 0)
+        return Fail(err, ShownPath(request.job), std::strerror(reader.Error()));
+    switch (result.status) {
+    case ApplyStatus::kApplied: break;
+    case ApplyStatus::kNotPostScript:
+    case ApplyStatus::kReadFailed: return Fail(err, ShownPath(request.job), ApplyStatusText(result.status));
+    case ApplyStatus::kWriteFailed:
+        return Fail(err, ShownOutput(request.output),
+                    writer.Error() ? std::strerror(writer.Error()) : ApplyStatusText(result.status));
+    }
+    if (request.output != "-")
+        if (const int error = file.Commit())
+            return Fail(err, ShownOutput(request.output), std::strerror(error));
+    return kExitOK;
+}
+
+} // namespace
+
+void AddApplyCommands(CLI::App& app, std::vector<Command>& out) {
+    auto request = std::make_shared<ApplyRequest>();
+    CLI::App* apply = app.add_subcommand("apply", "put an injection file's pieces into a PostScript job, as the "
+                                                  "printing side's filter does");
+    apply->add_option("TICKET", request->ticket, "injection file the job ticket wrote")->required();
+    apply->add_option("JOB", request->job, "PostScript job to read, or - for standard input (the default)");
+    apply->add_option("-o,--output", request->output,
+                      "FILE to write (replaced once complete), or - for standard output (the default)");
+    out.push_back({apply, [request] { return RunApply(*request, std::cerr); }});
+}
+
+} // namespace kelvo::tool
