@@ -2,6 +2,12 @@
 // a plain memchr line count, on generated PPDs of 0.5 to 4 MiB. After the runs
 // it prints the ratios the reader is held to, from the run's own results.
 //
+// The BM_Snapshot* cases time, per size, the three ways to a document a
+// panel has: parsing the PPD bytes, saving the model's snapshot (Save and
+// flattening), and rebuilding the model from the flattened snapshot alone,
+// and print rebuild time / parse time and snapshot size / PPD size:
+//   kelvo-parse-bench --benchmark_filter=Snapshot
+//
 // The BM_Hostile* cases read files built to make reading expensive (two
 // 5,000-choice popups constrained whole-key against each other, a popup of
 // 100,000 choices, 40,000 groups), each against an ordinary file of the same
@@ -28,6 +34,7 @@
 #include <iterator>
 #include <map>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -36,6 +43,7 @@
 #include "HostilePPD.h"
 #include "LineScan.h"
 #include "PPDX/QJVPPD.h"
+#include "store/Settings.h"
 
 namespace {
 
@@ -47,6 +55,8 @@ struct BenchFile {
     std::size_t sizeKB = 0;
     std::filesystem::path path;
     kelvobench::GeneratedPPD ppd;
+    /// The flattened model snapshot of the file (PrepareSnapshot).
+    std::vector<std::uint8_t> snapshot;
 };
 
 [[noreturn]] void Fail(const std::string& message) {
@@ -79,6 +89,36 @@ BenchFile Prepare(const std::filesystem::path& dir, std::size_t sizeKB) {
         Fail(f.path.string() + ": no constraint queries were generated");
     // Both readers just read it, so every way below starts from the page cache.
     return f;
+}
+
+// What a document holds, to tell a rebuilt one that lost members.
+std::vector<std::uint64_t> ModelCounts(const QJVPPD& doc) {
+    const PPDXControls& c = *doc.GetControls();
+    return {c.PopupCount(),          c.BooleanCount(),         c.RangeCount(),
+            c.FloatRangeCount(),     c.JobNoteCount(),         c.SpecialOptionsCount(),
+            c.CustomPageSizeCount(), doc.GetGroups()->Count(), doc.GetProperties()->Count(),
+            doc.GetShortcuts()->Count()};
+}
+
+// Saves the file's model into f.snapshot and checks that it rebuilds into a
+// document of the same members; otherwise the rebuild timings would measure
+// a shortcut. Empty when it does, else what is wrong.
+std::string PrepareSnapshot(BenchFile& f) {
+    QJVPPDRef doc = QJVPPD::FromBytes(f.ppd.text, kParseAll);
+    if (!doc || !doc->IsValidPPD())
+        return "does not parse from its bytes";
+    Settings settings;
+    if (!doc->Save(settings))
+        return "Save failed with status " + std::to_string(doc->SaveStatus());
+    if (const SettingsStatus status = settings.GetSettingsHandle(f.snapshot); status != kSettingsNoErr)
+        return "flattening the snapshot failed with status " + std::to_string(status);
+    Settings reread{std::span<const std::uint8_t>(f.snapshot)};
+    QJVPPDRef rebuilt = QJVPPD::FromSettings(reread);
+    if (!rebuilt || !rebuilt->IsValidPPD())
+        return "its snapshot does not rebuild";
+    if (ModelCounts(*rebuilt) != ModelCounts(*doc))
+        return "the rebuilt document has other member counts than the parsed one";
+    return {};
 }
 
 struct PPDCloser {
@@ -212,6 +252,35 @@ void ParseFromBytes(benchmark::State& state, const std::string* text) {
     state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(text->size()));
 }
 
+// The snapshot written as a panel writes it: saved into a new store, then
+// flattened into a new block.
+void SnapshotSave(benchmark::State& state, const BenchFile* f) {
+    QJVPPDRef doc = QJVPPD::FromBytes(f->ppd.text, kParseAll);
+    std::size_t size = 0;
+    for (auto _ : state) {
+        Settings settings;
+        std::vector<std::uint8_t> block;
+        if (!doc->Save(settings) || settings.GetSettingsHandle(block) != kSettingsNoErr) {
+            state.SkipWithError("saving the snapshot failed");
+            break;
+        }
+        size = block.size();
+        benchmark::DoNotOptimize(block.data());
+    }
+    state.counters["snapshot/ppd"] = static_cast<double>(size) / static_cast<double>(f->ppd.text.size());
+}
+
+// The document rebuilt from the flattened snapshot alone, as a panel does
+// instead of parsing the PPD again.
+void SnapshotRebuild(benchmark::State& state, const BenchFile* f) {
+    for (auto _ : state) {
+        Settings settings{std::span<const std::uint8_t>(f->snapshot)};
+        QJVPPDRef doc = QJVPPD::FromSettings(settings);
+        benchmark::DoNotOptimize(doc.get());
+    }
+    state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(f->snapshot.size()));
+}
+
 // The panel's question on the whole-key file: every choice of one popup
 // excludes all but one of the other's, and the other side is selected.
 void HostileConstraintQuery(benchmark::State& state, const HostileCase* c) {
@@ -281,6 +350,14 @@ double Ratio(double a, double b) { return a >= 0 && b > 0 ? a / b : -1; }
 const char* Verdict(bool known, bool met) { return !known ? "not measured" : met ? "met" : "MISSED"; }
 
 void PrintRatios(const CollectingReporter& r, const std::vector<BenchFile>& files) {
+    // Nothing to print when a filter left out every benchmark of these tables.
+    bool any = false;
+    for (const char* name : {"BM_OurParse/", "BM_LibcupsParse/", "BM_MemchrScan/", "BM_OurConstraintQuery/",
+                             "BM_LibcupsConstraintQuery/", "BM_LibcupsConflictsOnly/"})
+        for (const BenchFile& f : files)
+            any = any || r.Ns(name + SizeLabel(f.sizeKB)) >= 0;
+    if (!any)
+        return;
     std::printf("\nRatios from this run (CPU time per iteration, median of the repetitions)\n\n");
     std::printf("%-8s %8s %9s %11s %10s %10s %13s %12s %10s\n", "size", "controls", "ours ms", "libcups ms",
                 "memchr ms", "ours MB/s", "libcups/ours", "ours/memchr", "ours ms/MiB");
@@ -332,6 +409,35 @@ void PrintRatios(const CollectingReporter& r, const std::vector<BenchFile>& file
                 Verdict(worstQuery >= 0, worstQuery >= 100));
     std::printf("  parse time linear in size (ms/MiB spread, largest/smallest, under 1.3): %s %s\n",
                 Cell(spread, "%.2f").c_str(), Verdict(spread >= 0, spread < 1.3));
+}
+
+void PrintSnapshotRatios(const CollectingReporter& r, const std::vector<BenchFile>& files) {
+    bool any = false;
+    for (const BenchFile& f : files)
+        any = any || r.Ns("BM_SnapshotRebuild/" + SizeLabel(f.sizeKB)) >= 0;
+    if (!any)
+        return;
+    std::printf("\nModel snapshot against parsing the same PPD bytes (same run)\n\n");
+    std::printf("%-8s %9s %13s %11s %14s %13s %13s\n", "size", "parse ms", "save+flat ms", "rebuild ms",
+                "rebuild/parse", "snapshot KiB", "snapshot/ppd");
+    double worstTime = -1, worstSize = -1;
+    for (const BenchFile& f : files) {
+        const std::string s = SizeLabel(f.sizeKB);
+        const double parse = r.Ns("BM_SnapshotParse/" + s), save = r.Ns("BM_SnapshotSave/" + s),
+                     rebuild = r.Ns("BM_SnapshotRebuild/" + s);
+        const double time = Ratio(rebuild, parse);
+        const double size = static_cast<double>(f.snapshot.size()) / static_cast<double>(f.ppd.text.size());
+        std::printf("%-8s %9s %13s %11s %14s %13.0f %13.2f\n", s.c_str(), Cell(parse / 1e6, "%.2f").c_str(),
+                    Cell(save / 1e6, "%.2f").c_str(), Cell(rebuild / 1e6, "%.2f").c_str(),
+                    Cell(time, "%.2f").c_str(), static_cast<double>(f.snapshot.size()) / 1024, size);
+        worstTime = std::max(worstTime, time);
+        worstSize = std::max(worstSize, size);
+    }
+    std::printf("\nTargets (worst size counts)\n");
+    std::printf("  rebuild at least 2x faster than parsing (rebuild/parse at most 0.5): %-6s %s\n",
+                Cell(worstTime, "%.2f").c_str(), Verdict(worstTime >= 0, worstTime >= 0 && worstTime <= 0.5));
+    std::printf("  snapshot at most 1.5x the PPD:                                       %-6s %s\n",
+                Cell(worstSize, "%.2f").c_str(), Verdict(true, worstSize <= 1.5));
 }
 
 void PrintHostileRatios(const CollectingReporter& r, const std::vector<HostileCase>& cases) {
@@ -391,7 +497,9 @@ int main(int argc, char** argv) {
     std::vector<BenchFile> files;
     for (std::size_t kb : kSizesKB) {
         files.push_back(Prepare(dir, kb));
-        const BenchFile& f = files.back();
+        BenchFile& f = files.back();
+        if (std::string problem = PrepareSnapshot(f); !problem.empty())
+            Fail(f.path.string() + ": " + problem);
         std::fprintf(stderr,
                      "%s: %zu bytes, %zu controls, %zu constraint lines, %zu queries (checked with both readers)\n",
                      f.path.c_str(), f.ppd.text.size(), f.ppd.controls.Total(), f.ppd.constraintLines,
@@ -403,6 +511,14 @@ int main(int argc, char** argv) {
         benchmark::RegisterBenchmark(("BM_OurParse/" + s).c_str(), OurParse, &f)->Unit(benchmark::kMillisecond);
         benchmark::RegisterBenchmark(("BM_LibcupsParse/" + s).c_str(), LibcupsParse, &f)->Unit(benchmark::kMillisecond);
         benchmark::RegisterBenchmark(("BM_MemchrScan/" + s).c_str(), MemchrScan, &f)->Unit(benchmark::kMillisecond);
+    }
+    for (const BenchFile& f : files) {
+        const std::string s = SizeLabel(f.sizeKB);
+        benchmark::RegisterBenchmark(("BM_SnapshotParse/" + s).c_str(), ParseFromBytes, &f.ppd.text)
+            ->Unit(benchmark::kMillisecond);
+        benchmark::RegisterBenchmark(("BM_SnapshotSave/" + s).c_str(), SnapshotSave, &f)->Unit(benchmark::kMillisecond);
+        benchmark::RegisterBenchmark(("BM_SnapshotRebuild/" + s).c_str(), SnapshotRebuild, &f)
+            ->Unit(benchmark::kMillisecond);
     }
     for (const BenchFile& f : files) {
         const std::string s = SizeLabel(f.sizeKB);
@@ -431,6 +547,7 @@ int main(int argc, char** argv) {
     benchmark::RunSpecifiedBenchmarks(&reporter);
     benchmark::Shutdown();
     PrintRatios(reporter, files);
+    PrintSnapshotRatios(reporter, files);
     PrintHostileRatios(reporter, hostile);
 
     if (ownDir)

@@ -3,12 +3,21 @@
 PPDs (tests/data, samples) for the parser, and hand-made inputs for the ways
 PPD readers are known to fail. Several seeds hold bytes an editor would mangle
 (NUL, CR, 0xFF), hence this script. Run from anywhere; the output is checked
-in. Seeds are inputs to start from, not tests: nothing checks their outcome."""
+in. Seeds are inputs to start from, not tests: nothing checks their outcome.
 
+The settings fuzzer also starts from model snapshots of the project's PPDs,
+which only our own code can write: pass --snapshot-tool with the path of
+kelvo-snapshot-seeds (built with the fuzzers, e.g.
+build-fuzz/fuzz/kelvo-snapshot-seeds) to write them again. Without it the
+snapshot seeds already checked in are kept as they are."""
+
+import argparse
 import gzip
 import pathlib
 import shutil
 import struct
+import subprocess
+import tempfile
 
 FUZZ = pathlib.Path(__file__).resolve().parent
 ROOT = FUZZ.parent
@@ -231,6 +240,53 @@ def write_settings_seeds():
     seeds["bad-utf16"] = settings_block([(b"LcCF", 1, 0, b"\xfe\xff\xd8\x00\x00A"), (b"LcCF", 2, 0, b"\x00A\x00")])
     write("settings_fuzzer", seeds)
 
+
+def read_block(block):
+    """The items of a flattened block written in little-endian order, as
+    settings_block takes them."""
+    _, _, _, count, _ = struct.unpack_from("<4s2sHII", block)
+    items, offset = [], 16
+    for _ in range(count):
+        tag, ident, attributes, length = struct.unpack_from("<IiII", block, offset)
+        offset += 16
+        items.append((tag, ident, attributes, block[offset : offset + length]))
+        offset += length + (4 - length % 4) % 4
+    return items
+
+
+def big_endian_twin(block):
+    """The same snapshot as a big-endian machine would have written it, as
+    far as the bytes tell: values of 2, 4 and 8 bytes are taken for numbers
+    and turned (texts of those sizes are turned too, which a seed can live
+    with). Its page count then reads as foreign here."""
+    items = [(t, i, a, v[::-1] if len(v) in (2, 4, 8) else v) for t, i, a, v in read_block(block)]
+    return settings_block(items, ">")
+
+
+def snapshot_seeds(tool):
+    """Snapshots of the sample and of tests/data's PPDs (those that read as
+    valid documents; identical snapshots once), and the sample's written
+    big-endian. `tool` is kelvo-snapshot-seeds; None keeps the existing ones."""
+    if tool is None:
+        return {path.name: path.read_bytes() for path in sorted((CORPUS / "settings_fuzzer").glob("snapshot-*"))}
+    ppds = [ROOT / "samples" / "kelvo-sample.ppd"] + sorted((ROOT / "tests" / "data").rglob("*.ppd"))
+    names = ["snapshot-" + "-".join(path.relative_to(ROOT).with_suffix("").parts[-2:]) for path in ppds]
+    seeds, seen = {}, set()
+    with tempfile.TemporaryDirectory() as scratch:
+        # Exit status 1 only says that some files gave no seed (it names them).
+        subprocess.run([str(tool), scratch] + [n + "=" + str(p) for n, p in zip(names, ppds)], check=False)
+        for name in names:
+            path = pathlib.Path(scratch) / name
+            data = path.read_bytes() if path.exists() else None
+            if data is not None and data not in seen:
+                seen.add(data)
+                seeds[name] = data
+    if names[0] not in seeds:
+        raise SystemExit("the sample PPD gave no snapshot")
+    seeds[names[0] + "-big-endian"] = big_endian_twin(seeds[names[0]])
+    return seeds
+
+
 def write_plist_seeds():
     """Seeds for plist_fuzzer: printer address lists (current records with
     blobs, old version 0 and 1 records, an address equal to another
@@ -259,8 +315,15 @@ def write_plist_seeds():
 
 
 def main():
-    if CORPUS.exists():
-        shutil.rmtree(CORPUS)
+    parser = argparse.ArgumentParser(description=__doc__.split("\n\n")[0])
+    parser.add_argument("--snapshot-tool", type=pathlib.Path, help="kelvo-snapshot-seeds, to write snapshot seeds")
+    args = parser.parse_args()
+    # Read (or written) before the corpus folders are cleared below.
+    snapshots = snapshot_seeds(args.snapshot_tool.resolve() if args.snapshot_tool else None)
+    # Only the folders written here: other targets' seeds come from elsewhere.
+    for target in ("ppd_parse_fuzzer", "text_converter_fuzzer", "constraints_fuzzer", "settings_fuzzer",
+                   "plist_fuzzer"):
+        shutil.rmtree(CORPUS / target, ignore_errors=True)
     parse = dict(PARSE_SEEDS)
     for path in sorted((ROOT / "tests" / "data").rglob("*.ppd")) + sorted((ROOT / "samples").glob("*.ppd")):
         name = "project-" + "-".join(path.relative_to(ROOT).with_suffix("").parts[-2:])
@@ -277,6 +340,7 @@ def main():
     write("text_converter_fuzzer", TEXT_SEEDS)
     write("constraints_fuzzer", CONSTRAINT_SEEDS)
     write_settings_seeds()
+    write("settings_fuzzer", snapshots)
     write_plist_seeds()
 
 

@@ -6,7 +6,7 @@
 # blow-up, naming the input that caused it.
 #
 #   bash scripts/fuzz.sh [SECONDS]          FUZZ_BUILD_DIR (default build-fuzz)
-#                                           FUZZ_TARGETS (default: all five)
+#                                           FUZZ_TARGETS (default: all listed below)
 #                                           FUZZ_ARGS (more libFuzzer flags)
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -18,7 +18,7 @@ esac
 
 bash scripts/install-deps.sh
 build_dir=${FUZZ_BUILD_DIR:-build-fuzz}
-targets=(${FUZZ_TARGETS:-ppd_parse_fuzzer text_converter_fuzzer constraints_fuzzer settings_fuzzer plist_fuzzer})
+targets=(${FUZZ_TARGETS:-ppd_parse_fuzzer text_converter_fuzzer constraints_fuzzer settings_fuzzer plist_fuzzer ticket_fuzzer apply_fuzzer auth_unpack_fuzzer})
 
 CC=clang CXX=clang++ cmake -S . -B "$build_dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DKELVO_FUZZ=ON -DKELVO_BUILD_TESTS=OFF >/dev/null
@@ -38,9 +38,12 @@ for target in "${targets[@]}"; do
 
   echo "== $target: ${seconds}s"
   status=0
+  # A target's own dictionary (fuzz/<target>.dict) where it has one.
+  dict=fuzz/$target.dict
+  [ -f "$dict" ] || dict=fuzz/ppd.dict
   # The outer timeout only guards against a hung fuzzer process itself.
   timeout --signal=KILL $((seconds + 300)) "$build_dir/fuzz/$target" "$corpus" \
-    -dict=fuzz/ppd.dict -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 \
+    -dict="$dict" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 \
     -artifact_prefix="$artifacts/" -print_final_stats=1 ${FUZZ_ARGS:-} >"$log" 2>&1 || status=$?
 
   runs=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log")

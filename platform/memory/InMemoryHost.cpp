@@ -181,7 +181,9 @@ std::string InMemoryHost::ToJSON() const {
     j["applicationID"] = mApplicationID;
     j["processName"] = mProcessName;
     j["loginName"] = mLoginName;
-    return j.dump(2) + "\n";
+    // A print-settings text need not be UTF-8 (a note typed in another
+    // encoding): such bytes are written as U+FFFD rather than failing.
+    return j.dump(2, ' ', false, json::error_handler_t::replace) + "\n";
 }
 
 bool InMemoryHost::FromJSON(std::string_view text, std::string& error) {

@@ -22,11 +22,12 @@ const std::string& Sample() {
     return path;
 }
 
-const char* const kSubcommands[] = {"inspect", "options", "ps", "check", "validate", "printers", "snapshot", "job", "apply"};
+const char* const kSubcommands[] = {"inspect", "options", "ps", "check", "validate", "printers", "snapshot", "job", "apply", "ticket", "auth", "note-crypt"};
 /// Subcommands of subcommands, whose options the documentation must cover too.
 const std::vector<std::vector<std::string>> kNestedCommands = {
     {"printers", "list"}, {"printers", "add"},  {"printers", "find"},  {"printers", "blob"},
-    {"printers", "set-blob"}, {"snapshot", "save"}, {"snapshot", "show"}, {"snapshot", "items"}};
+    {"printers", "set-blob"}, {"snapshot", "save"}, {"snapshot", "show"}, {"snapshot", "items"}, {"ticket", "show"}, {"auth", "pack"},
+    {"auth", "unpack"},      {"note-crypt", "encrypt"}, {"note-crypt", "decrypt"}};
 
 } // namespace
 

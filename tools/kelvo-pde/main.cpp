@@ -142,6 +142,10 @@ int main(int argc, char** argv) {
 
     // Subcommands that live in files of their own add themselves here.
     std::vector<Command> commands;
+    AddAuthCommands(app, commands);
+    AddTicketCommands(app, commands);
+    AddJobCommands(app, commands);
+    AddApplyCommands(app, commands);
 
     // CLI11 reports through exceptions, each with its own exit code; they end
     // here, so that every usage error has one status and one prefix.
