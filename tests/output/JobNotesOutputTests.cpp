@@ -31,18 +31,15 @@ std::vector<std::string> AtSite(const std::vector<InjectionPiece>& pieces, std::
     return out;
 }
 
-Key256 RandomKey() {
-    Key256 key{};
-    EXPECT_TRUE(RandomBytes(key));
-    return key;
-}
-
 /// Test keys made on the fly: a master key and note keys 2 to 7.
 KeySet TestKeys() {
     KeySet keys;
-    keys.master = RandomKey();
-    for (auto& note : keys.notes)
-        note = RandomKey();
+    keys.master = Key256{};
+    EXPECT_TRUE(RandomBytes(*keys.master));
+    for (auto& note : keys.notes) {
+        note = Key256{};
+        EXPECT_TRUE(RandomBytes(*note));
+    }
     return keys;
 }
 
@@ -52,24 +49,18 @@ std::string Note(const std::string& key, const std::string& flags = "") {
     return "*%QJVJobNote " + key + "/" + key.substr(1) + ": 64" + flags + "\n*% no template\n";
 }
 
-struct Output {
-    std::vector<InjectionPiece> pieces;
-    int status = 0;
-};
-
-Output RunNotes(QJVPPD& doc, const KeySet* keys, int orientation = 1, const kelvo::platform::PrintSettings* settings = nullptr,
-           std::string login = "login") {
+/// The pieces the notes give with `keys` and the layout `settings`.
+std::vector<InjectionPiece> RunNotes(QJVPPD& doc, const KeySet* keys, int orientation = 1,
+                                     const kelvo::platform::PrintSettings* settings = nullptr) {
     kelvo::platform::InMemoryPrintSettings empty;
     PrintSettingsTicket base(nullptr, &empty);
     QJVJobTicket ticket(&base, &empty, CreatePostscriptDataFileKey());
     QJVJobNoteList list(&doc, true);
     list.SetOrientation(orientation);
     list.SetKeys(keys);
-    list.SetLoginName(std::move(login));
-    Output out;
-    out.status = list.outInjectionData(&ticket, settings ? settings : &empty);
-    out.pieces = ticket.Pieces();
-    return out;
+    list.SetLoginName("login");
+    EXPECT_EQ(list.outInjectionData(&ticket, settings ? settings : &empty), 0);
+    return ticket.Pieces();
 }
 
 void SetNote(QJVPPD& doc, const char* key, const char* text) {
@@ -114,8 +105,8 @@ TEST(JobNotesOutput, LayoutCommentsFromTheSettings) {
         kelvo::platform::InMemoryPrintSettings settings;
         settings.Set(kLayoutRowsKey, row.rows);
         settings.Set(kLayoutColumnsKey, row.columns);
-        const Output out = RunNotes(*p.doc, nullptr, row.orientation, &settings);
-        EXPECT_EQ(AtSite(out.pieces, kInjectLayoutComment),
+        const std::vector<InjectionPiece> pieces = RunNotes(*p.doc, nullptr, row.orientation, &settings);
+        EXPECT_EQ(AtSite(pieces, kInjectLayoutComment),
                   (std::vector<std::string>{"%%MacCoreNUp: true\n", row.line}))
             << row.orientation;
     }
@@ -128,9 +119,8 @@ TEST(JobNotesOutput, SpecialLinesAndOtherNotesInOrder) {
     SetNote(*p.doc, "*Memo", "for\nyou");
     SetNote(*p.doc, "*Resume", "1234");
     SetNote(*p.doc, "*QJVPrintTime", "12:00");
-    const Output out = RunNotes(*p.doc, nullptr);
-    EXPECT_EQ(out.status, 0);
-    EXPECT_EQ(Rendered(out.pieces), (std::vector<std::string>{
+    const std::vector<InjectionPiece> pieces = RunNotes(*p.doc, nullptr);
+    EXPECT_EQ(Rendered(pieces), (std::vector<std::string>{
                                         "504|%%MacCoreNUp: true\n",
                                         "504|%%Orientation: Portrait\n",
                                         "30|%%QJVCustom1: Hello  World !\n",
@@ -148,9 +138,6 @@ TEST(JobNotesOutput, WithoutTicket) {
     EXPECT_EQ(list.outInjectionData(nullptr, nullptr), -50);
     EXPECT_NE(list.find("*Notes1"), nullptr);
     EXPECT_EQ(list.find("*Notes2"), nullptr);
-    short index = 99;
-    list.find("*Notes1")->specialKeyword(&index);
-    EXPECT_EQ(index, 0);
 }
 
 TEST(JobNotesOutput, EncryptedNotesUseTheChosenKeyOrStayOut) {
@@ -173,14 +160,12 @@ TEST(JobNotesOutput, EncryptedNotesUseTheChosenKeyOrStayOut) {
         SetNote(*p.doc, "*Memo", "memo text");
         SetNote(*p.doc, "*Notes1", "plain");
         SetNote(*p.doc, "*QJAccount", "4711");
-        const Output out = RunNotes(*p.doc, row.haveKeys ? &keys : nullptr);
-        const std::vector<std::string> lines = AtSite(out.pieces, kInjectJobNoteData);
-        const std::vector<std::string> features = AtSite(out.pieces, kInjectFeatureCode);
-        for (const InjectionPiece& piece : out.pieces) {
-            EXPECT_EQ(Text(piece).find("secret plan"), std::string::npos);
-            EXPECT_EQ(Text(piece).find("memo text"), std::string::npos);
-            EXPECT_EQ(Text(piece).find("4711"), std::string::npos);
-        }
+        const std::vector<InjectionPiece> pieces = RunNotes(*p.doc, row.haveKeys ? &keys : nullptr);
+        const std::vector<std::string> lines = AtSite(pieces, kInjectJobNoteData);
+        const std::vector<std::string> features = AtSite(pieces, kInjectFeatureCode);
+        for (const InjectionPiece& piece : pieces)
+            for (const char* typed : {"secret plan", "memo text", "4711"})
+                EXPECT_EQ(Text(piece).find(typed), std::string::npos) << typed;
         if (row.keyNumber == 0) {
             EXPECT_EQ(lines, std::vector<std::string>{"%%QJVCustom1: plain\n"});
             EXPECT_TRUE(features.empty());
@@ -236,11 +221,11 @@ TEST(JobNotesOutput, CredentialsTravelPackedOnce) {
             SetNote(*p.doc, "*QJUserAuthName", row.name);
         if (row.password)
             SetNote(*p.doc, "*QJUserAuthPwd", row.password);
-        const Output out = RunNotes(*p.doc, row.keys);
-        const std::vector<std::string> lines = AtSite(out.pieces, kInjectJobNoteData);
-        for (const InjectionPiece& piece : out.pieces)
+        const std::vector<InjectionPiece> pieces = RunNotes(*p.doc, row.keys);
+        const std::vector<std::string> lines = AtSite(pieces, kInjectJobNoteData);
+        for (const InjectionPiece& piece : pieces)
             EXPECT_EQ(Text(piece).find("s3cret"), std::string::npos);
-        EXPECT_TRUE(AtSite(out.pieces, kInjectFeatureCode).empty());
+        EXPECT_TRUE(AtSite(pieces, kInjectFeatureCode).empty());
         if (!row.expectedName) {
             EXPECT_EQ(lines, std::vector<std::string>{"%%QJVCustom1: \n"});
             continue;

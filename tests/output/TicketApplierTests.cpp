@@ -3,7 +3,7 @@
 // `kelvo-pde apply` over the same.
 #include <gtest/gtest.h>
 
-#include <fstream>
+#include <algorithm>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -46,6 +46,42 @@ std::string WithLineEnds(std::string_view text, std::string_view eol) {
     return s;
 }
 
+/// A job and what the applier makes of it, from one text: <ins>...</ins>
+/// marks what the applier adds and <del>...</del> what it removes; <H>, <S>,
+/// <F>, <E>, <A> are short for adding the header piece "%%H", a new
+/// "%%BeginSetup", the feature piece "F" in its bracket, "%%EndSetup" and the
+/// piece "A" after the setup, <N> for adding a line end.
+std::pair<std::string, std::string> JobAndResult(std::string_view text) {
+    static constexpr std::pair<std::string_view, std::string_view> kShort[] = {
+        {"<H>", "%%H\n"},      {"<S>", "%%BeginSetup\n"}, {"<F>", "[{\nF\n} stopped cleartomark\n"},
+        {"<E>", "%%EndSetup\n"}, {"<A>", "A\n"},          {"<N>", "\n"}};
+    std::string job, result;
+    bool inJob = true, inResult = true;
+    for (std::size_t i = 0; i < text.size();) {
+        const std::string_view rest = text.substr(i);
+        const auto* added = std::find_if(std::begin(kShort), std::end(kShort),
+                                         [&](const auto& s) { return rest.starts_with(s.first); });
+        if (added != std::end(kShort)) {
+            result += added->second;
+            i += added->first.size();
+        } else if (rest.starts_with("<ins>") || rest.starts_with("</ins>")) {
+            inJob = rest[1] == '/';
+            i += inJob ? 6 : 5;
+        } else if (rest.starts_with("<del>") || rest.starts_with("</del>")) {
+            inResult = rest[1] == '/';
+            i += inResult ? 6 : 5;
+        } else {
+            const std::size_t next = std::min(text.find('<', i + 1), text.size());
+            if (inJob)
+                job += text.substr(i, next - i);
+            if (inResult)
+                result += text.substr(i, next - i);
+            i = next;
+        }
+    }
+    return {job, result};
+}
+
 /// A ticket with a piece at every site, one the applier does not know, and a
 /// suppression of "*Duplex".
 const std::vector<InjectionPiece> kEverySite = {
@@ -61,55 +97,33 @@ const std::vector<InjectionPiece> kEverySite = {
     {71, Bytes("%%EndKelvoPreparse1: True\n/ZTXPPDInsertionComplete where { pop ZTXPPDInsertionComplete } if\n")},
 };
 
-/// What pstops writes, in small.
-constexpr std::string_view kPstopsJob = R"(%!PS-Adobe-3.0
+/// What pstops writes, in small, and what the applier makes of it with kEverySite.
+const auto [kPstopsJob, kPstopsJobApplied] = JobAndResult(R"(%!PS-Adobe-3.0
 %%Title: t
 %%Pages: 1
-%%EndComments
+<ins>%%MacCoreNUp: true
+%%QJVCustom1: Room 4
+%%QJVDriver
+</ins>%%EndComments
 %%BeginProlog
 prolog
 %%EndProlog
 %%BeginSetup
-[{
+<del>[{
 %%BeginFeature: *Duplex DuplexNoTumble
 <</Duplex true>> setpagedevice
 %%EndFeature
 } stopped cleartomark
-[{
+</del>[{
 %%BeginFeature: *InputSlot Tray2
 tray
 %%EndFeature
 } stopped cleartomark
-%%BeginFeature: *Duplex None
+<del>%%BeginFeature: *Duplex None
 bare duplex
 %%EndFeature
-document setup
-%%EndSetup
-%%Page: 1 1
-page
-showpage
-%%Trailer
-%%EOF
-)";
-
-constexpr std::string_view kPstopsJobApplied = R"(%!PS-Adobe-3.0
-%%Title: t
-%%Pages: 1
-%%MacCoreNUp: true
-%%QJVCustom1: Room 4
-%%QJVDriver
-%%EndComments
-%%BeginProlog
-prolog
-%%EndProlog
-%%BeginSetup
-[{
-%%BeginFeature: *InputSlot Tray2
-tray
-%%EndFeature
-} stopped cleartomark
-document setup
-[{
+</del>document setup
+<ins>[{
 %%BeginFeature: *QJStaple One
 staple
 %%EndFeature
@@ -123,15 +137,15 @@ staple
 a4
 %%EndFeature
 } stopped cleartomark
-%%EndSetup
-%%EndKelvoPreparse1: True
+</ins>%%EndSetup
+<ins>%%EndKelvoPreparse1: True
 /ZTXPPDInsertionComplete where { pop ZTXPPDInsertionComplete } if
-%%Page: 1 1
+</ins>%%Page: 1 1
 page
 showpage
 %%Trailer
 %%EOF
-)";
+)");
 
 } // namespace
 
@@ -148,10 +162,8 @@ TEST(TicketApplier, PutsEverySiteWhereTheTableSays) {
     EXPECT_EQ(a.result.bytesRead, kPstopsJob.size());
     EXPECT_EQ(a.result.bytesWritten, a.out.size());
     // The unknown site is named in the log.
-    bool named = false;
-    for (const std::string& line : a.log)
-        named = named || line.find("unknown site 12") != std::string::npos;
-    EXPECT_TRUE(named);
+    EXPECT_TRUE(std::any_of(a.log.begin(), a.log.end(),
+                            [](const std::string& line) { return line.find("unknown site 12") != std::string::npos; }));
 }
 
 TEST(TicketApplier, KeepsTheJobsLineEnds) {
@@ -179,128 +191,84 @@ TEST(TicketApplier, KeepsTheJobsLineEnds) {
 
 TEST(TicketApplier, FollowsTheStructureTheJobHas) {
     const std::vector<InjectionPiece> ticket = {
-        {501, Bytes("%%H\n")},
-        {81, Bytes("F\n")},
-        {71, Bytes("A\n")},
-        {-9, Bytes("*Duplex")},
-    };
-    struct Row {
-        const char* name;
-        std::string_view job;
-        std::string_view expected;
-        bool setupCreated;
-    };
-    const Row rows[] = {
-        {"header ended by the prolog", "%!PS-Adobe-3.0\n%%Title: x\n%%BeginProlog\n%%EndProlog\n%%BeginSetup\n"
-                                       "%%EndSetup\n%%Page: 1 1\n",
-         "%!PS-Adobe-3.0\n%%Title: x\n%%H\n%%BeginProlog\n%%EndProlog\n%%BeginSetup\n[{\nF\n} stopped cleartomark\n"
-         "%%EndSetup\nA\n%%Page: 1 1\n",
-         false},
-        {"header ended by code", "%!PS-Adobe-3.0\n%%Title: x\n\n/a 1 def\n%%Page: 1 1\n",
-         "%!PS-Adobe-3.0\n%%Title: x\n%%H\n\n/a 1 def\n%%BeginSetup\n[{\nF\n} stopped cleartomark\n%%EndSetup\nA\n"
-         "%%Page: 1 1\n",
-         true},
-        {"no setup: one after the prolog", "%!PS-Adobe-3.0\n%%EndComments\n%%BeginProlog\np\n%%EndProlog\n\ncode\n",
-         "%!PS-Adobe-3.0\n%%H\n%%EndComments\n%%BeginProlog\np\n%%EndProlog\n\n%%BeginSetup\n[{\nF\n} stopped "
-         "cleartomark\n%%EndSetup\nA\ncode\n",
-         true},
-        {"no setup, no prolog: one before the first page", "%!PS-Adobe-3.0\n%%EndComments\n/p 1 def\n%%Page: 1 1\nx\n",
-         "%!PS-Adobe-3.0\n%%H\n%%EndComments\n/p 1 def\n%%BeginSetup\n[{\nF\n} stopped cleartomark\n%%EndSetup\nA\n"
-         "%%Page: 1 1\nx\n",
-         true},
-        {"no setup, no pages: one at the end", "%!PS-Adobe-3.0\n%%EndComments\nshowpage",
-         "%!PS-Adobe-3.0\n%%H\n%%EndComments\nshowpage\n%%BeginSetup\n[{\nF\n} stopped cleartomark\n%%EndSetup\nA\n",
-         true},
-        {"only a header, no last line end", "%!PS-Adobe-3.0\n%%Title: x",
-         "%!PS-Adobe-3.0\n%%Title: x\n%%H\n%%BeginSetup\n[{\nF\n} stopped cleartomark\n%%EndSetup\nA\n", true},
-        {"setup not closed before the pages", "%!PS-Adobe-3.0\n%%EndComments\n%%BeginSetup\ns\n%%Page: 1 1\n",
-         "%!PS-Adobe-3.0\n%%H\n%%EndComments\n%%BeginSetup\ns\n[{\nF\n} stopped cleartomark\n%%EndSetup\nA\n"
-         "%%Page: 1 1\n",
-         false},
-        {"setup not closed at the end", "%!PS-Adobe-3.0\n%%EndComments\n%%BeginSetup\ns\n",
-         "%!PS-Adobe-3.0\n%%H\n%%EndComments\n%%BeginSetup\ns\n[{\nF\n} stopped cleartomark\n%%EndSetup\nA\n",
-         false},
-        {"no structure: everything after the first line", "%!\n%%BeginSetup\n%%EndSetup\nshowpage\n",
-         "%!\n%%H\n%%BeginSetup\n[{\nF\n} stopped cleartomark\n%%EndSetup\nA\n%%BeginSetup\n%%EndSetup\nshowpage\n",
-         true},
+        {501, Bytes("%%H\n")}, {81, Bytes("F\n")}, {71, Bytes("A\n")}, {-9, Bytes("*Duplex")}};
+    const std::pair<const char*, std::string_view> rows[] = {
+        {"header ended by the prolog",
+         "%!PS-Adobe-3.0\n%%Title: x\n<H>%%BeginProlog\n%%EndProlog\n%%BeginSetup\n<F>%%EndSetup\n<A>%%Page: 1 1\n"},
+        {"header ended by code", "%!PS-Adobe-3.0\n%%Title: x\n<H>\n/a 1 def\n<S><F><E><A>%%Page: 1 1\n"},
+        {"no setup: one after the prolog",
+         "%!PS-Adobe-3.0\n<H>%%EndComments\n%%BeginProlog\np\n%%EndProlog\n\n<S><F><E><A>code\n"},
+        {"no setup, no prolog: one before the first page",
+         "%!PS-Adobe-3.0\n<H>%%EndComments\n/p 1 def\n<S><F><E><A>%%Page: 1 1\nx\n"},
+        {"no setup, no pages: one at the end", "%!PS-Adobe-3.0\n<H>%%EndComments\nshowpage<N><S><F><E><A>"},
+        {"only a header, no last line end", "%!PS-Adobe-3.0\n%%Title: x<N><H><S><F><E><A>"},
+        {"setup not closed before the pages",
+         "%!PS-Adobe-3.0\n<H>%%EndComments\n%%BeginSetup\ns\n<F><E><A>%%Page: 1 1\n"},
+        {"setup not closed at the end", "%!PS-Adobe-3.0\n<H>%%EndComments\n%%BeginSetup\ns\n<F><E><A>"},
+        {"no structure: everything after the first line", "%!\n<H><S><F><E><A>%%BeginSetup\n%%EndSetup\nshowpage\n"},
         {"nested documents are not looked into",
-         "%!PS-Adobe-3.0\n%%EndComments\n%%BeginProlog\n%%BeginDocument: e.eps\n%!PS-Adobe-3.0 EPSF-3.0\n"
+         "%!PS-Adobe-3.0\n<H>%%EndComments\n%%BeginProlog\n%%BeginDocument: e.eps\n%!PS-Adobe-3.0 EPSF-3.0\n"
          "%%EndComments\n%%BeginSetup\n[{\n%%BeginFeature: *Duplex True\nd\n%%EndFeature\n} stopped cleartomark\n"
          "%%BeginDocument: inner\n%%EndDocument\n%%EndSetup\n%%Page: 1 1\n%%EndDocument\n%%EndProlog\n%%BeginSetup\n"
-         "%%BeginFeature: *Duplex True\nd\n%%EndFeature\n%%EndSetup\n",
-         "%!PS-Adobe-3.0\n%%H\n%%EndComments\n%%BeginProlog\n%%BeginDocument: e.eps\n%!PS-Adobe-3.0 EPSF-3.0\n"
-         "%%EndComments\n%%BeginSetup\n[{\n%%BeginFeature: *Duplex True\nd\n%%EndFeature\n} stopped cleartomark\n"
-         "%%BeginDocument: inner\n%%EndDocument\n%%EndSetup\n%%Page: 1 1\n%%EndDocument\n%%EndProlog\n%%BeginSetup\n"
-         "[{\nF\n} stopped cleartomark\n%%EndSetup\nA\n",
-         false},
+         "<del>%%BeginFeature: *Duplex True\nd\n%%EndFeature\n</del><F>%%EndSetup\n<A>"},
         {"data sections are not looked into",
-         "%!PS-Adobe-3.0\n%%EndComments\n%%BeginSetup\n%%BeginData: 2 ASCII Lines\n%%EndSetup\n"
+         "%!PS-Adobe-3.0\n<H>%%EndComments\n%%BeginSetup\n%%BeginData: 2 ASCII Lines\n%%EndSetup\n"
          "%%BeginFeature: *Duplex X\n%%EndData\n%%BeginBinary: 24\n%%EndSetup\n[{\n%%Page: 1\n%%EndBinary\n"
-         "%%BeginData: 11 Binary\n\r%%EndSetup\r%%EndData\n%%EndSetup\n",
-         "%!PS-Adobe-3.0\n%%H\n%%EndComments\n%%BeginSetup\n%%BeginData: 2 ASCII Lines\n%%EndSetup\n"
-         "%%BeginFeature: *Duplex X\n%%EndData\n%%BeginBinary: 24\n%%EndSetup\n[{\n%%Page: 1\n%%EndBinary\n"
-         "%%BeginData: 11 Binary\n\r%%EndSetup\r%%EndData\n[{\nF\n} stopped cleartomark\n%%EndSetup\nA\n",
-         false},
+         "%%BeginData: 11 Binary\n\r%%EndSetup\r%%EndData\n<F>%%EndSetup\n<A>"},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.name);
-        const Applied a = Apply(ticket, row.job);
+    for (const auto& [name, text] : rows) {
+        SCOPED_TRACE(name);
+        const auto [job, expected] = JobAndResult(text);
+        const Applied a = Apply(ticket, job);
         ASSERT_EQ(a.result.status, ApplyStatus::kApplied);
-        EXPECT_EQ(a.out, row.expected);
-        EXPECT_EQ(a.result.setupCreated, row.setupCreated);
+        EXPECT_EQ(a.out, expected);
+        EXPECT_EQ(a.result.setupCreated, text.find("<S>") != std::string_view::npos);
         EXPECT_EQ(a.result.piecesPlaced, 3u);
     }
 }
 
 TEST(TicketApplier, RemovesOnlyTheSuppressedKeywordsFeatureCode) {
-    constexpr std::string_view kHead = "%!PS-Adobe-3.0\n%%EndComments\n%%BeginSetup\n";
-    constexpr std::string_view kTail = "%%EndSetup\n";
     struct Row {
         const char* name;
         const char* suppress; ///< the -9 piece
         std::string_view setup;
-        std::string_view expected;
         std::size_t removed;
     };
     const Row rows[] = {
-        {"wrapped", "*Duplex", "[{\n%%BeginFeature: *Duplex DuplexTumble\nd\n%%EndFeature\n} stopped cleartomark\n",
-         "", 1},
-        {"bare", "*Duplex", "%%BeginFeature: *Duplex DuplexTumble\nd\n%%EndFeature\n", "", 1},
+        {"wrapped", "*Duplex",
+         "<del>[{\n%%BeginFeature: *Duplex DuplexTumble\nd\n%%EndFeature\n} stopped cleartomark\n</del>", 1},
+        {"bare", "*Duplex", "<del>%%BeginFeature: *Duplex DuplexTumble\nd\n%%EndFeature\n</del>", 1},
         {"blanks around the words", "*Duplex",
-         " [{ \n%%BeginFeature:\t*Duplex\n d\n%%EndFeature\n  }  stopped\tcleartomark \n", "", 1},
+         "<del> [{ \n%%BeginFeature:\t*Duplex\n d\n%%EndFeature\n  }  stopped\tcleartomark \n</del>", 1},
         {"keyword without its asterisk, with a line end", "Duplex\n",
-         "%%BeginFeature: *Duplex X\nd\n%%EndFeature\n", "", 1},
-        {"include request", "*Duplex", "%%IncludeFeature: *Duplex DuplexTumble\n%%IncludeFeature: *InputSlot Upper\n",
-         "%%IncludeFeature: *InputSlot Upper\n", 1},
+         "<del>%%BeginFeature: *Duplex X\nd\n%%EndFeature\n</del>", 1},
+        {"include request", "*Duplex",
+         "<del>%%IncludeFeature: *Duplex DuplexTumble\n</del>%%IncludeFeature: *InputSlot Upper\n", 1},
         {"other keywords stay", "*Duplex",
-         "[{\n%%BeginFeature: *DuplexFold X\nf\n%%EndFeature\n} stopped cleartomark\n%%BeginFeature: *duplex X\n"
-         "d\n%%EndFeature\n%%BeginFeature: *Duplexer On\n%%EndFeature\n",
          "[{\n%%BeginFeature: *DuplexFold X\nf\n%%EndFeature\n} stopped cleartomark\n%%BeginFeature: *duplex X\n"
          "d\n%%EndFeature\n%%BeginFeature: *Duplexer On\n%%EndFeature\n",
          0},
         {"closer not right after: the bracket stays around the rest", "*Duplex",
-         "[{\n%%BeginFeature: *Duplex X\nd\n%%EndFeature\nmore\n} stopped cleartomark\n",
-         "[{\nmore\n} stopped cleartomark\n", 1},
+         "[{\n<del>%%BeginFeature: *Duplex X\nd\n%%EndFeature\n</del>more\n} stopped cleartomark\n", 1},
         {"no end comment before the end of setup: kept whole", "*Duplex",
-         "[{\n%%BeginFeature: *Duplex X\nd\n} stopped cleartomark\n",
          "[{\n%%BeginFeature: *Duplex X\nd\n} stopped cleartomark\n", 0},
         {"a second block starts before the end: the first is kept", "*Duplex",
-         "%%BeginFeature: *Duplex X\nd\n%%BeginFeature: *Duplex Y\ne\n%%EndFeature\n",
-         "%%BeginFeature: *Duplex X\nd\n", 1},
-        {"bracket before another feature", "*Duplex", "[{\n[{\n%%BeginFeature: *Duplex X\n%%EndFeature\n} stopped "
-                                                      "cleartomark\n} stopped cleartomark\n",
-         "[{\n} stopped cleartomark\n", 1},
-        {"nothing suppressed", "", "[{\n%%BeginFeature: *Duplex X\n%%EndFeature\n} stopped cleartomark\n",
-         "[{\n%%BeginFeature: *Duplex X\n%%EndFeature\n} stopped cleartomark\n", 0},
+         "%%BeginFeature: *Duplex X\nd\n<del>%%BeginFeature: *Duplex Y\ne\n%%EndFeature\n</del>", 1},
+        {"bracket before another feature", "*Duplex",
+         "[{\n<del>[{\n%%BeginFeature: *Duplex X\n%%EndFeature\n} stopped cleartomark\n</del>} stopped cleartomark\n",
+         1},
+        {"nothing suppressed", "", "[{\n%%BeginFeature: *Duplex X\n%%EndFeature\n} stopped cleartomark\n", 0},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.name);
         std::vector<InjectionPiece> ticket;
         if (*row.suppress)
             ticket.push_back({-9, Bytes(row.suppress)});
-        const Applied a = Apply(ticket, std::string(kHead) + std::string(row.setup) + std::string(kTail));
+        const auto [job, expected] =
+            JobAndResult("%!PS-Adobe-3.0\n%%EndComments\n%%BeginSetup\n" + std::string(row.setup) + "%%EndSetup\n");
+        const Applied a = Apply(ticket, job);
         ASSERT_EQ(a.result.status, ApplyStatus::kApplied);
-        EXPECT_EQ(a.out, std::string(kHead) + std::string(row.expected) + std::string(kTail));
+        EXPECT_EQ(a.out, expected);
         EXPECT_EQ(a.result.featuresRemoved, row.removed);
     }
 }
@@ -312,12 +280,10 @@ TEST(TicketApplier, WorksOnLinesLongerThanItsBuffer) {
     const std::string title(300u << 10, 't');
     const std::string inside(100u << 10, 'd');
     const std::string tooLong(kMaxRemovedFeatureBytes + 1, 'x');
-    const std::string job = "%!PS-Adobe-3.0\n%%Title: " + title + "\n%%EndComments\n%%BeginSetup\n" + code +
-                            "\n%%BeginFeature: *Duplex A\n" + inside + "\n%%EndFeature\n%%BeginFeature: *Duplex B\n" +
-                            tooLong + "\n%%EndFeature\n%%EndSetup\n";
-    const std::string expected = "%!PS-Adobe-3.0\n%%Title: " + title + "\n%%H\n%%EndComments\n%%BeginSetup\n" + code +
-                                 "\n%%BeginFeature: *Duplex B\n" + tooLong +
-                                 "\n%%EndFeature\n[{\nF\n} stopped cleartomark\n%%EndSetup\n";
+    const auto [job, expected] =
+        JobAndResult("%!PS-Adobe-3.0\n%%Title: " + title + "\n<H>%%EndComments\n%%BeginSetup\n" + code +
+                     "\n<del>%%BeginFeature: *Duplex A\n" + inside + "\n%%EndFeature\n</del>" +
+                     "%%BeginFeature: *Duplex B\n" + tooLong + "\n%%EndFeature\n<F>%%EndSetup\n");
     const std::vector<InjectionPiece> ticket = {{501, Bytes("%%H\n")}, {81, Bytes("F\n")}, {-9, Bytes("*Duplex")}};
     for (std::size_t buffer : {kMinApplyBufferBytes, std::size_t{4096}, kDefaultApplyBufferBytes}) {
         SCOPED_TRACE(buffer);
@@ -399,76 +365,48 @@ TEST(TicketApplier, ReportsAnOutputThatRefusesBytes) {
 
 // ---- kelvo-pde apply -------------------------------------------------------
 
-namespace {
-
-/// A ticket file as the panel writes it, and a job file, in a folder of their own.
-struct ApplyFiles {
-    kelvotest::TempFile ticket;
-    kelvotest::TempFile job;
-    std::filesystem::path Out() const { return job.Path().parent_path() / "out.ps"; }
-
-    static std::string TicketXml() {
-        std::string xml;
-        EXPECT_EQ(SerializeInjectionList(kEverySite, xml), 0);
-        return xml;
-    }
-    ApplyFiles() : ticket(TicketXml(), "Kelvo.temp"), job(kPstopsJob, "job.ps") {}
-};
-
-} // namespace
-
-TEST(ApplyCommand, WritesTheJobToAFileOrStandardOutput) {
-    const ApplyFiles files;
-    kelvotest::FullRun run =
-        kelvotest::RunToolFull({"apply", files.ticket.PathString(), files.job.PathString(), "-o", files.Out()});
-    EXPECT_EQ(run.status, 0) << run.err;
-    EXPECT_EQ(run.out, "");
-    EXPECT_EQ(kelvotest::ReadFile(files.Out()), kPstopsJobApplied);
-
-    // The job from standard input (with and without "-"), to standard output.
-    for (std::vector<std::string> args : {std::vector<std::string>{"apply", files.ticket.PathString()},
-                                          std::vector<std::string>{"apply", files.ticket.PathString(), "-"}}) {
-        run = kelvotest::RunToolFull(args, files.job.PathString());
-        EXPECT_EQ(run.status, 0) << run.err;
-        EXPECT_EQ(run.out, kPstopsJobApplied);
-    }
-    // --verbose shows what was skipped and the mailbox path.
-    run = kelvotest::RunToolFull({"apply", "-v", files.ticket.PathString(), files.job.PathString()});
-    EXPECT_NE(run.err.find("unknown site 12"), std::string::npos) << run.err;
-    EXPECT_NE(run.err.find("/home/ann/box.ps"), std::string::npos) << run.err;
-}
-
-TEST(ApplyCommand, NamesTheFileAndTheReasonOnFailure) {
-    const ApplyFiles files;
-    const kelvotest::TempFile pdf("%PDF-1.4\n", "doc.pdf");
-    const kelvotest::TempFile badTicket("<plist><dict/></plist>", "bad.plist");
-    const std::string missing = (files.job.Path().parent_path() / "missing.ps").string();
+TEST(ApplyCommand, WritesTheJobOrNamesTheFileAndTheReason) {
+    std::string xml;
+    ASSERT_EQ(SerializeInjectionList(kEverySite, xml), 0);
+    const kelvotest::TempFile ticketFile(xml, "Kelvo.temp"), jobFile(kPstopsJob, "job.ps");
+    const kelvotest::TempFile pdf("%PDF-1.4\n", "doc.pdf"), badTicket("<plist><dict/></plist>", "bad.plist");
+    const std::string ticket = ticketFile.PathString(), job = jobFile.PathString();
+    const std::string out = (jobFile.Path().parent_path() / "out.ps").string();
+    const std::string missing = (jobFile.Path().parent_path() / "missing.ps").string();
     struct Row {
         std::vector<std::string> args;
+        std::string input; ///< file given as standard input
         int status;
-        std::string message;
+        std::string out;                  ///< standard output, exactly
+        std::vector<std::string> said;    ///< in standard error
     };
     const std::vector<Row> rows = {
-        {{"apply", missing, files.job.PathString()}, 2, missing + ": No such file or directory"},
-        {{"apply", badTicket.PathString(), files.job.PathString()}, 2,
-         badTicket.PathString() + ": the root element is not an array"},
-        {{"apply", files.ticket.PathString(), missing}, 2, missing + ": No such file or directory"},
-        {{"apply", files.ticket.PathString(), pdf.PathString()}, 2,
-         pdf.PathString() + ": not a PostScript job (it does not start with %!)"},
-        {{"apply", files.ticket.PathString(), files.job.PathString(), "-o", "/nonexistent-dir/out.ps"}, 2,
-         "/nonexistent-dir/out.ps: "},
-        {{"apply"}, 1, "TICKET is required"},
+        {{ticket, job, "-o", out}, "", 0, "", {}},
+        {{ticket}, job, 0, kPstopsJobApplied, {}}, // standard input to standard output
+        {{ticket, "-"}, job, 0, kPstopsJobApplied, {}},
+        {{"-v", ticket, job, "-o", out}, "", 0, "", {"unknown site 12", "/home/ann/box.ps"}},
+        {{missing, job}, "", 2, "", {missing + ": No such file or directory"}},
+        {{badTicket.PathString(), job}, "", 2, "", {badTicket.PathString() + ": the root element is not an array"}},
+        {{ticket, missing}, "", 2, "", {missing + ": No such file or directory"}},
+        {{ticket, pdf.PathString(), "-o", out}, "", 2, "",
+         {pdf.PathString() + ": not a PostScript job (it does not start with %!)"}},
+        {{ticket, job, "-o", "/nonexistent-dir/out.ps"}, "", 2, "", {"/nonexistent-dir/out.ps: "}},
+        {{}, "", 1, "", {"TICKET is required"}},
     };
     for (const Row& row : rows) {
-        SCOPED_TRACE(row.args.back());
-        const kelvotest::FullRun run = kelvotest::RunToolFull(row.args);
-        EXPECT_EQ(run.status, row.status);
-        EXPECT_NE(run.err.find(row.message), std::string::npos) << run.err;
-        EXPECT_EQ(run.out, "");
+        std::vector<std::string> args = {"apply"};
+        args.insert(args.end(), row.args.begin(), row.args.end());
+        SCOPED_TRACE(args.back());
+        std::filesystem::remove(out);
+        const kelvotest::FullRun run = kelvotest::RunToolFull(args, row.input);
+        EXPECT_EQ(run.status, row.status) << run.err;
+        EXPECT_EQ(run.out, row.out);
+        for (const std::string& text : row.said)
+            EXPECT_NE(run.err.find(text), std::string::npos) << text << "\n" << run.err;
+        // A file written holds the whole job; a failed run leaves none behind.
+        if (std::find(args.begin(), args.end(), out) != args.end()) {
+            EXPECT_EQ(std::filesystem::exists(out) ? kelvotest::ReadFile(out) : "(none)",
+                      row.status == 0 ? kPstopsJobApplied : "(none)");
+        }
     }
-    // A failed run leaves no output file behind.
-    const kelvotest::FullRun run =
-        kelvotest::RunToolFull({"apply", files.ticket.PathString(), pdf.PathString(), "-o", files.Out()});
-    EXPECT_EQ(run.status, 2);
-    EXPECT_FALSE(std::filesystem::exists(files.Out()));
 }

@@ -296,7 +296,7 @@ TEST(UserAuthTool, PacksAndUnpacksWithTheKeyFile) {
     EXPECT_NE(json.out.find("\"guid\": \"" + GuidText(got.guid) + "\""), std::string::npos) << json.out;
 
     const auto damaged =
-        kelvotest::RunToolFull({"auth", "unpack", "A" + text.substr(1), "--key-file", keys.PathString()});
+        kelvotest::RunToolFull({"auth", "unpack", (text[0] == 'A' ? "B" : "A") + text.substr(1), "--key-file", keys.PathString()});
     EXPECT_EQ(damaged.status, 2);
     EXPECT_NE(damaged.err.find("does not unpack under the master key of " + keys.PathString()), std::string::npos)
         << damaged.err;

@@ -1,6 +1,8 @@
 // Watermarks: definition parsing, text in the printer's encoding, the five procedure sets.
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 #include "TestSupport.h"
 #include "output/Watermark.h"
 
@@ -10,48 +12,42 @@ using kelvo::output::PostScriptFontName;
 using kelvo::output::QJVWatermark;
 using kelvo::output::WatermarkTemplate;
 
-TEST(Watermark, DefinitionFieldsByPosition) {
-    // Fields 7, 9, 11 and 12 are read past; a run of commas is one
-    // separator, so an empty field takes no position; the text keeps its commas.
-    QJVWatermark w("1,-12,34,255,128,0,x,1,y,450,z,w,72,Helvetica-Bold,Top, secret,,");
-    EXPECT_TRUE(w.ClearToner());
-    EXPECT_EQ(w.XOffset(), -12);
-    EXPECT_EQ(w.YOffset(), 34);
-    EXPECT_EQ(w.Red(), 255);
-    EXPECT_EQ(w.Green(), 128);
-    EXPECT_EQ(w.Blue(), 0);
-    EXPECT_TRUE(w.FirstPageOnly());
-    EXPECT_EQ(w.Angle(), 450);
-    EXPECT_EQ(w.FontSize(), 72);
-    EXPECT_EQ(w.FontName(), "Helvetica-Bold");
-    EXPECT_EQ(w.Text(), "Top, secret,,");
+namespace {
 
-    QJVWatermark collapsed(",,0,,5,6,7,8,9,skip,one,x,10,y,z,20,Courier,,two");
-    EXPECT_FALSE(collapsed.ClearToner());
-    EXPECT_EQ(collapsed.XOffset(), 5);
-    EXPECT_FALSE(collapsed.FirstPageOnly()); // position 8 is "one", not "1"
-    EXPECT_EQ(collapsed.Angle(), 10);
-    EXPECT_EQ(collapsed.FontSize(), 20);
-    EXPECT_EQ(collapsed.FontName(), "Courier");
-    EXPECT_EQ(collapsed.Text(), ",two"); // only the comma that ends the font name is taken
-
-    QJVWatermark empty("");
-    EXPECT_EQ(empty.FontName(), "");
-    EXPECT_EQ(empty.Text(), "");
-    EXPECT_EQ(empty.FontSize(), 0);
+/// The fields a definition gave, in their order; font name and text after a bar.
+std::string Fields(const QJVWatermark& w) {
+    std::ostringstream out;
+    out << w.ClearToner() << ' ' << w.XOffset() << ' ' << w.YOffset() << ' ' << w.Red() << ' ' << w.Green() << ' '
+        << w.Blue() << ' ' << w.FirstPageOnly() << ' ' << w.Angle() << ' ' << w.FontSize() << ' ' << w.FontName() << '|'
+        << w.Text();
+    return out.str();
 }
 
-TEST(Watermark, FieldLimits) {
-    const std::string font(70, 'F');
-    const std::string text = std::string(254, 'a') + "\xC3\xA9" + "tail"; // é straddles byte 255
-    QJVWatermark w("0,0,0,0,0,0,u,0,u,0,u,u,10," + font + "," + text);
-    EXPECT_EQ(w.FontName(), std::string(63, 'F'));
-    EXPECT_EQ(w.Text(), std::string(254, 'a')); // cut back to a whole character
-    QJVWatermark huge("0,99999999999,0,0,0,0,u,0,u,0,u,u,10,F,T");
-    EXPECT_EQ(huge.XOffset(), 0);
+/// A definition with every number at zero but the font size 10.
+std::string Definition(const std::string& font, const std::string& text) {
+    return "0,0,0,0,0,0,u,0,u,0,u,u,10," + font + "," + text;
+}
+
+} // namespace
+
+TEST(Watermark, DefinitionFieldsByPositionAndTheirLimits) {
+    // Fields 7, 9, 11 and 12 are read past; a run of commas is one
+    // separator, so an empty field takes no position; the text keeps its commas.
     constexpr char kWithNul[] = "0,0,0,0,0,0,u,0,u,0,u,u,10,F,ab\0cd";
-    QJVWatermark nul(std::string(kWithNul, sizeof kWithNul - 1));
-    EXPECT_EQ(nul.Text(), "ab");
+    const std::pair<std::string, std::string> rows[] = {
+        {"1,-12,34,255,128,0,x,1,y,450,z,w,72,Helvetica-Bold,Top, secret,,",
+         "1 -12 34 255 128 0 1 450 72 Helvetica-Bold|Top, secret,,"},
+        // Position 8 is "one", not "1"; only the comma that ends the font name is taken.
+        {",,0,,5,6,7,8,9,skip,one,x,10,y,z,20,Courier,,two", "0 5 6 7 8 9 0 10 20 Courier|,two"},
+        {"", "0 0 0 0 0 0 0 0 0 |"},
+        // 63 bytes of font name; 255 of text, cut back to a whole character (é straddles byte 255).
+        {Definition(std::string(70, 'F'), std::string(254, 'a') + "\xC3\xA9" "tail"),
+         "0 0 0 0 0 0 0 0 10 " + std::string(63, 'F') + "|" + std::string(254, 'a')},
+        {"0,99999999999,0,0,0,0,u,0,u,0,u,u,10,F,T", "0 0 0 0 0 0 0 0 10 F|T"}, // out of range: 0
+        {std::string(kWithNul, sizeof kWithNul - 1), "0 0 0 0 0 0 0 0 10 F|ab"},
+    };
+    for (const auto& [definition, fields] : rows)
+        EXPECT_EQ(Fields(QJVWatermark(definition)), fields) << definition;
 }
 
 TEST(Watermark, SetFirstPageOnlyWantsTrue) {
@@ -82,7 +78,7 @@ TEST(Watermark, TextInHexTable) {
         {"English", "Helvetica", "\xFF", "3F"},            // not UTF-8
     };
     for (const Row& row : rows) {
-        QJVWatermark w(std::string("0,0,0,0,0,0,u,0,u,0,u,u,10,") + row.font + "," + row.text);
+        QJVWatermark w(Definition(row.font, row.text));
         EXPECT_EQ(w.GetWMTextInHex(row.language, row.font), row.hex) << row.text;
     }
 }
@@ -101,8 +97,6 @@ TEST(Watermark, TemplateChoice) {
         const char* definition;
         WatermarkTemplate expected;
     } rows[] = {
-        {"Japanese", "1,0,0,0,0,0,u,0,u,0,u,u,10,Ryumin-Light-H,T", WatermarkTemplate::kJapaneseClear},
-        {"Japanese", "0,0,0,0,0,0,u,0,u,0,u,u,10,Ryumin-Light-V,T", WatermarkTemplate::kJapaneseColor},
         {"Japanese", "1,0,0,0,0,0,u,0,u,0,u,u,10,Helvetica,T", WatermarkTemplate::kLatinClear},
         {"Chinese", "1,0,0,0,0,0,u,0,u,0,u,u,10,STSong-Light-H,T", WatermarkTemplate::kChinese},
         {"English", "0,0,0,0,0,0,u,0,u,0,u,u,10,Ryumin-Light-H,T", WatermarkTemplate::kLatinColor},
@@ -140,28 +134,19 @@ TEST(Watermark, FiveProcedureSetsByteForByte) {
 }
 
 TEST(Watermark, ChineseCIDFontByName) {
-    struct Row {
-        const char* font;
-        const char* cid;
-    } rows[] = {
-        {"X-AdobeHeitiStd-Regular-Acro", "AdobeHeitiStd-Regular"},
-        {"AdobeSongStd-Light", "AdobeSongStd-Light"},
-        {"STSong-Light", "STSong-Light"},
-    };
-    for (const Row& row : rows) {
-        QJVWatermark w(std::string("0,0,0,0,0,0,u,0,u,0,u,u,10,") + row.font + ",T");
+    for (const auto& [font, cid] : {std::pair{"X-AdobeHeitiStd-Regular-Acro", "AdobeHeitiStd-Regular"},
+                                    {"AdobeSongStd-Light", "AdobeSongStd-Light"}, {"STSong-Light", "STSong-Light"}}) {
+        QJVWatermark w(Definition(font, "T"));
         const std::string text = *BuildWatermarkProcedure(w, 1, "Chinese");
-        EXPECT_NE(text.find(std::string("(Resource/AcroCIDFont/") + row.cid + ") run \n /Font /GB-EUC-H [/" + row.cid +
-                            "] composefont"),
-                  std::string::npos)
-            << row.font;
+        const std::string expected =
+            std::string("(Resource/AcroCIDFont/") + cid + ") run \n /Font /GB-EUC-H [/" + cid + "] composefont";
+        EXPECT_NE(text.find(expected), std::string::npos) << font;
     }
 }
 
 TEST(Watermark, ProcedureLimitIsExclusive) {
-    QJVWatermark w("0,0,0,0,0,0,u,0,u,0,u,u,10,Helvetica,T");
+    QJVWatermark w(Definition("Helvetica", "T"));
     const std::size_t size = BuildWatermarkProcedure(w, 1, "English")->size();
-    EXPECT_EQ(kelvo::output::kWatermarkProcedureLimit, 5120u);
     EXPECT_FALSE(BuildWatermarkProcedure(w, 1, "English", size)); // "size or more" is dropped
     EXPECT_TRUE(BuildWatermarkProcedure(w, 1, "English", size + 1));
     // The longest fields the definition allows stay far below the limit.
@@ -174,6 +159,6 @@ TEST(Watermark, FontNameCannotBreakOutOfTheName) {
     EXPECT_EQ(PostScriptFontName("Helvetica-Bold"), "Helvetica-Bold");
     EXPECT_EQ(PostScriptFontName("Evil) def (x% pwned\n{quit}"), "Evildefxpwnedquit");
     EXPECT_EQ(PostScriptFontName("/ ()"), "Helvetica");
-    QJVWatermark w("0,0,0,0,0,0,u,0,u,0,u,u,10,A/B C,T");
+    QJVWatermark w(Definition("A/B C", "T"));
     EXPECT_NE(BuildWatermarkProcedure(w, 1, "English")->find("/ABC findfont"), std::string::npos);
 }

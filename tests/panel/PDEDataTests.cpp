@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <fstream>
 
 #include "PPDX/ParseHelpers.h"
 #include "panel/PDEData.h"
@@ -48,23 +49,15 @@ struct AddressList {
 };
 
 /// Sets an environment variable for the scope, putting the old value back.
-class ScopedEnv {
-public:
-    ScopedEnv(const char* name, const std::string& value) : mName(name) {
-        if (const char* old = std::getenv(name))
-            mOld = old;
+struct ScopedEnv {
+    ScopedEnv(const char* name, const std::string& value) : name(name) {
+        if (const char* now = std::getenv(name))
+            old = now;
         setenv(name, value.c_str(), 1);
     }
-    ~ScopedEnv() {
-        if (mOld)
-            setenv(mName, mOld->c_str(), 1);
-        else
-            unsetenv(mName);
-    }
-
-private:
-    const char* mName;
-    std::optional<std::string> mOld;
+    ~ScopedEnv() { old ? setenv(name, old->c_str(), 1) : unsetenv(name); }
+    const char* name;
+    std::optional<std::string> old;
 };
 
 const char* kMark1 = "0,0,0,255,0,0,u,1,u,0,u,u,40,Helvetica,ONE";
@@ -185,25 +178,6 @@ TEST(PDEData, WatermarksThroughTheAddressList) {
     EXPECT_EQ(data.PrinterAddress(), "10.1.2.3");
 }
 
-TEST(PDEData, BidirectionalFlagFromTheAddressList) {
-    AddressList on(true), off(false);
-    TempFile none("", "keep");
-    PDEDataOptions missing;
-    missing.addressList = none.Path().parent_path() / "absent.plist";
-    missing.copyPPD = false;
-    struct Row {
-        PDEDataOptions options;
-        const char* printer;
-        bool bidi;
-    } rows[] = {{on.Options(), "office", true},   {on.Options(), "Office", true},
-                {on.Options(), "other", false},   {off.Options(), "office", false},
-                {missing, "office", false}};
-    for (const Row& row : rows) {
-        PDEData data(nullptr, row.printer, nullptr, row.options);
-        EXPECT_EQ(data.isBIDIEnabled(), row.bidi) << row.printer;
-    }
-}
-
 TEST(PDEData, ControlQuestions) {
     for (const auto& [keyword, special] :
          {std::pair{"*QJOutProfile", true}, {"*QJSimulation", true}, {"*QJRGBOverride", true},
@@ -262,53 +236,44 @@ TEST(PDEData, WorkflowClientAbsentMeansNothingDone) {
 
 TEST(PDEData, PPDCopyIsMadeSafelyAndRemoved) {
     TempFile tmp("", "keep");
-    const std::filesystem::path folder = tmp.Path().parent_path() / "ppds";
-    const std::filesystem::path temporary = tmp.Path().parent_path();
+    const std::filesystem::path temporary = tmp.Path().parent_path(), folder = temporary / "ppds";
     std::filesystem::create_directory(folder);
     ScopedEnv env("KELVO_TMPDIR", temporary.string());
     AddressList addresses;
     PDEDataOptions options = addresses.Options();
     options.copyPPD = true;
-
-    struct Row {
-        const char* name;
-        const char* copy;
-    } rows[] = {{"model", "model.ppd"}, {"model.ppd", "model.ppd"}, {"model.ppd.gz", "model.ppd.gz"}};
-    for (const Row& row : rows) {
-        Parsed p(kDuplex);
-        const std::filesystem::path source = folder / row.name;
-        std::filesystem::copy_file(p.file.Path(), source);
-        QJVPPDRef doc(new QJVPPD(source, kParseAll));
+    Parsed p(kDuplex);
+    const std::string text = kelvotest::ReadFile(p.file.Path());
+    const auto source = [&](const char* name) {
+        std::filesystem::copy_file(p.file.Path(), folder / name);
+        return QJVPPDRef(new QJVPPD(folder / name, kParseAll));
+    };
+    for (const auto& [name, copy] :
+         {std::pair{"model", "model.ppd"}, {"model.ppd", "model.ppd"}, {"model.ppd.gz", "model.ppd.gz"}}) {
+        QJVPPDRef doc = source(name);
         {
             PDEData data(doc.get(), "office", nullptr, options);
-            ASSERT_TRUE(data.HasPPDCopy()) << row.name;
-            EXPECT_EQ(data.PPDCopyPath(), temporary / row.copy);
-            EXPECT_EQ(kelvotest::ReadFile(data.PPDCopyPath()), kelvotest::ReadFile(source));
+            ASSERT_TRUE(data.HasPPDCopy()) << name;
+            EXPECT_EQ(data.PPDCopyPath(), temporary / copy);
+            EXPECT_EQ(kelvotest::ReadFile(data.PPDCopyPath()), text);
             struct stat st {};
             ASSERT_EQ(stat(data.PPDCopyPath().c_str(), &st), 0);
             EXPECT_EQ(st.st_mode & 0777, 0600u);
         }
-        EXPECT_FALSE(std::filesystem::exists(temporary / row.copy)) << "removed with the dialog";
-        std::filesystem::remove(source);
+        EXPECT_FALSE(std::filesystem::exists(temporary / copy)) << "removed with the dialog";
+        std::filesystem::remove(folder / name);
     }
 
     // A leftover copy of our own is replaced; a link is never followed.
-    Parsed p(kDuplex);
-    const std::filesystem::path source = folder / "printer.ppd";
-    std::filesystem::copy_file(p.file.Path(), source);
-    QJVPPDRef doc(new QJVPPD(source, kParseAll));
-    {
-        std::FILE* f = std::fopen((folder / "printer.ppd.leftover").c_str(), "w");
-        std::fclose(f);
-    }
+    QJVPPDRef doc = source("printer.ppd");
     const std::filesystem::path copy = folder / "copies" / "printer.ppd";
     std::filesystem::create_directory(folder / "copies");
     ScopedEnv copies("KELVO_TMPDIR", (folder / "copies").string());
-    std::filesystem::copy_file(folder / "printer.ppd.leftover", copy);
+    std::ofstream(copy.string()).close(); // an empty leftover
     {
         PDEData data(doc.get(), "office", nullptr, options);
         EXPECT_TRUE(data.HasPPDCopy());
-        EXPECT_EQ(kelvotest::ReadFile(copy), kelvotest::ReadFile(source));
+        EXPECT_EQ(kelvotest::ReadFile(copy), text);
     }
     std::filesystem::create_symlink(folder / "target", copy);
     {
@@ -324,5 +289,5 @@ TEST(PDEData, PPDCopyIsMadeSafelyAndRemoved) {
         PDEData data(doc.get(), "office", nullptr, options);
         EXPECT_FALSE(data.HasPPDCopy());
     }
-    EXPECT_EQ(kelvotest::ReadFile(source), kelvotest::ReadFile(p.file.Path()));
+    EXPECT_EQ(kelvotest::ReadFile(folder / "printer.ppd"), text);
 }
