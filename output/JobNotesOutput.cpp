@@ -19,29 +19,9 @@ namespace kelvo::output {
 
 namespace {
 
-/// A whole number from a print-settings value: an integer, a whole real, or
-/// a decimal text (the printing system's saved options hold text).
+/// A whole number from the print settings, when there are some.
 std::optional<long long> SettingsNumber(const platform::PrintSettings* settings, std::string_view key) {
-    if (!settings)
-        return std::nullopt;
-    const std::optional<platform::PropertyValue> value = settings->Get(key);
-    if (!value)
-        return std::nullopt;
-    if (const std::int64_t* number = value->AsInteger())
-        return *number;
-    if (const double* real = value->AsReal()) {
-        if (*real >= -1e15 && *real <= 1e15 && static_cast<double>(static_cast<long long>(*real)) == *real)
-            return static_cast<long long>(*real);
-        return std::nullopt;
-    }
-    if (const std::string* text = value->AsString()) {
-        char* end = nullptr;
-        errno = 0;
-        const long long number = std::strtoll(text->c_str(), &end, 10);
-        if (errno == 0 && end != text->c_str() && *end == '\0')
-            return number;
-    }
-    return std::nullopt;
+    return settings ? platform::NumberSetting(*settings, key) : std::nullopt;
 }
 
 bool SpecialOptionIsTrue(QJVPPD& document, const char* keyword) {

@@ -30,6 +30,7 @@
 #include "util/CaseFold.h"
 #include "util/CommentText.h"
 #include "util/Log.h"
+#include "util/Format.h"
 
 namespace kelvo::panel {
 
@@ -77,22 +78,7 @@ constexpr std::array<const char*, 4> kEmittedElsewhere = {"*QJScale", "*QJPrintS
 /// The colour controls with a free-text companion, in output order.
 constexpr std::array<const char*, 3> kColourControls = {"*QJOutProfile", "*QJSimulation", "*QJRGBOverride"};
 
-__attribute__((format(printf, 1, 2))) std::string Format(const char* format, ...) {
-    va_list args;
-    va_start(args, format);
-    va_list again;
-    va_copy(again, args);
-    const int length = std::vsnprintf(nullptr, 0, format, args);
-    va_end(args);
-    std::string out;
-    if (length > 0) {
-        out.resize(static_cast<std::size_t>(length) + 1);
-        std::vsnprintf(out.data(), out.size(), format, again);
-        out.resize(static_cast<std::size_t>(length));
-    }
-    va_end(again);
-    return out;
-}
+using kelvo::Format;
 
 bool Is(const char* keyword, const char* name) { return keyword && std::strcmp(keyword, name) == 0; }
 

@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "util/Numbers.h"
+#include "util/Format.h"
 
 namespace kelvo::output {
 
@@ -330,22 +331,7 @@ constexpr char kW5[] =
     " } bind put \n"
     " %%%%QJV End Watermark resource \n";
 
-__attribute__((format(printf, 1, 2))) std::string Format(const char* format, ...) {
-    va_list args;
-    va_start(args, format);
-    va_list again;
-    va_copy(again, args);
-    const int length = std::vsnprintf(nullptr, 0, format, args);
-    va_end(args);
-    std::string out;
-    if (length > 0) {
-        out.resize(static_cast<std::size_t>(length) + 1);
-        std::vsnprintf(out.data(), out.size(), format, again);
-        out.resize(static_cast<std::size_t>(length));
-    }
-    va_end(again);
-    return out;
-}
+using kelvo::Format;
 
 int FieldNumber(std::string_view field) {
     const std::string text(field);

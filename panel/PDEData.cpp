@@ -23,29 +23,6 @@ namespace {
 
 using platform::PropertyValue;
 
-/// A whole number from a print-settings value: an integer, a whole real,
-/// or a decimal text (the printing system keeps its saved options as text).
-std::optional<long long> NumberSetting(const platform::PrintSettings& settings, std::string_view key) {
-    const std::optional<PropertyValue> value = settings.Get(key);
-    if (!value)
-        return std::nullopt;
-    if (const std::int64_t* number = value->AsInteger())
-        return *number;
-    if (const double* real = value->AsReal()) {
-        if (std::isfinite(*real) && std::fabs(*real) < 1e15 && std::trunc(*real) == *real)
-            return static_cast<long long>(*real);
-        return std::nullopt;
-    }
-    if (const std::string* text = value->AsString()) {
-        char* end = nullptr;
-        errno = 0;
-        const long long number = std::strtoll(text->c_str(), &end, 10);
-        if (errno == 0 && end != text->c_str() && *end == '\0')
-            return number;
-    }
-    return std::nullopt;
-}
-
 /// `text` cut to at most `limit` bytes without splitting a UTF-8 character.
 std::string CutUTF8(std::string text, std::size_t limit) {
     if (text.size() <= limit)
@@ -219,14 +196,14 @@ int PDEData::RestoreNonPSSettings() {
     // The index is only good while the printer still stores that many
     // watermarks; and only while it names one of ours.
     mSelectedWatermark = -1;
-    if (const std::optional<long long> index = NumberSetting(settings, kSelectedWatermarkKey)) {
+    if (const std::optional<long long> index = platform::NumberSetting(settings, kSelectedWatermarkKey)) {
         std::vector<std::string> stored;
         mAddressList->GetDataBlob(mPrinterName, kWatermarkBlobId, stored);
         if (*index >= 0 && static_cast<std::size_t>(*index) < stored.size() &&
             static_cast<std::size_t>(*index) < mWatermarks.size())
             mSelectedWatermark = static_cast<int>(*index);
     }
-    if (const std::optional<long long> first = NumberSetting(settings, kWatermarkFirstPageKey))
+    if (const std::optional<long long> first = platform::NumberSetting(settings, kWatermarkFirstPageKey))
         if (mSelectedWatermark >= 0)
             mWatermarks[static_cast<std::size_t>(mSelectedWatermark)].SetFirstPageOnly(*first == 1 ? "True"
                                                                                                     : "False");
@@ -238,7 +215,7 @@ int PDEData::RestoreNonPSSettings() {
     auto readPairs = [&](std::string_view countKey, const char* keyName, const char* valueName, std::size_t limit,
                          std::vector<KeyValuePair>& out) {
         out.clear();
-        const long long count = NumberSetting(settings, countKey).value_or(0);
+        const long long count = platform::NumberSetting(settings, countKey).value_or(0);
         for (long long i = 0; i < count && out.size() < limit; ++i) {
             const std::string n = std::to_string(i);
             out.emplace_back(TextSetting(settings, keyName + n, kMaxPairText),
@@ -301,7 +278,7 @@ bool PDEData::IsValidBasicPanelControl(PPDXControl* control) {
 int PDEData::GetNumCopiesFromOS() const {
     if (!mHost)
         return 1;
-    const std::optional<long long> copies = NumberSetting(mHost->Settings(), kCopiesKey);
+    const std::optional<long long> copies = platform::NumberSetting(mHost->Settings(), kCopiesKey);
     return copies && *copies > 0 && *copies <= 0x7FFFFFFF ? static_cast<int>(*copies) : 1;
 }
 

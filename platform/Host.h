@@ -78,6 +78,11 @@ public:
     virtual std::string LoginName() const = 0;
 };
 
+/// A whole number from a print-settings value: an integer, a whole real,
+/// or a decimal text (the printing system keeps its saved options as
+/// text). nullopt when absent or anything else.
+std::optional<long long> NumberSetting(const PrintSettings& settings, std::string_view key);
+
 /// The login name of the effective user (from the password database), or
 /// $USER, or "" when neither is known.
 std::string CurrentLoginName();

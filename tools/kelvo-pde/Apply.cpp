@@ -134,8 +134,8 @@ private:
 
 /// The file the job goes to: a new file beside the target, renamed over it
 /// once the whole job is written, so that a failed run leaves the target as
-/// it was. A replaced file keeps its permission bits; a new one gets 0666
-/// less the umask, as any file a program writes.
+/// it was. A replaced file keeps its permission bits; a new one is the
+/// user's alone (0600), since the job carries notes and credentials.
 class OutputFile {
 public:
     ~OutputFile() {
@@ -156,9 +156,7 @@ public:
             mTemp.clear();
             return errno;
         }
-        const mode_t mask = ::umask(0);
-        ::umask(mask);
-        mode_t mode = 0666 & ~mask;
+        mode_t mode = S_IRUSR | S_IWUSR;
         struct stat st {};
         if (::stat(target.c_str(), &st) == 0 && S_ISREG(st.st_mode))
             mode = st.st_mode & 07777;

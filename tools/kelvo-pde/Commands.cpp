@@ -23,27 +23,6 @@ namespace kelvo::tool {
 
 namespace {
 
-/// Reads all of standard input, up to kMaxStdinBytes. On failure `why`
-/// holds the reason in the system's words.
-bool ReadStandardInput(std::string& bytes, std::string& why) {
-    char buffer[65536];
-    for (;;) {
-        const ssize_t n = read(STDIN_FILENO, buffer, sizeof buffer);
-        if (n == 0)
-            return true;
-        if (n < 0) {
-            if (errno == EINTR)
-                continue;
-            why = std::strerror(errno);
-            return false;
-        }
-        if (static_cast<std::size_t>(n) > kMaxStdinBytes - bytes.size()) {
-            why = "more than " + std::to_string(kMaxStdinBytes >> 20) + " MiB";
-            return false;
-        }
-        bytes.append(buffer, static_cast<std::size_t>(n));
-    }
-}
 
 /// "line 12: *QJStaple: the same keyword is declared twice (PPDErr_Duplicate)";
 /// a file error gives the system's reason instead of the code's sentence.
@@ -168,6 +147,26 @@ std::string DisplayName(const std::string& name, const char* keyword) {
     return keyword[0] == '*' ? keyword + 1 : keyword;
 }
 
+bool ReadAll(int fd, std::string& bytes, std::string& why) {
+    char buffer[65536];
+    for (;;) {
+        const ssize_t n = read(fd, buffer, sizeof buffer);
+        if (n == 0)
+            return true;
+        if (n < 0) {
+            if (errno == EINTR)
+                continue;
+            why = std::strerror(errno);
+            return false;
+        }
+        if (static_cast<std::size_t>(n) > kMaxStdinBytes - bytes.size()) {
+            why = "more than " + std::to_string(kMaxStdinBytes >> 20) + " MiB";
+            return false;
+        }
+        bytes.append(buffer, static_cast<std::size_t>(n));
+    }
+}
+
 QJVPPDRef OpenForTool(const OpenRequest& request, std::ostream& err) {
     PPDX::Options(kDisplayAll);
     PPDHostInfo host{request.hostApp, request.allErrorsFatal};
@@ -176,7 +175,7 @@ QJVPPDRef OpenForTool(const OpenRequest& request, std::ostream& err) {
     QJVPPDRef doc;
     if (fromStdin) {
         std::string bytes, why;
-        if (!ReadStandardInput(bytes, why)) {
+        if (!ReadAll(STDIN_FILENO, bytes, why)) {
             err << "kelvo-pde: " << shown << ": " << why << " (" << PPDErrName(PPDErr_FileError) << ")\n";
             return nullptr;
         }
@@ -217,7 +216,7 @@ int RunValidate(const std::string& path, const std::optional<std::vector<std::st
     std::unique_ptr<PPDFile> file;
     if (path == kStdinPath) {
         std::string bytes, why;
-        if (!ReadStandardInput(bytes, why)) {
+        if (!ReadAll(STDIN_FILENO, bytes, why)) {
             err << "kelvo-pde: " << shown << ": " << why << " (" << PPDErrName(PPDErr_FileError) << ")\n";
             return kExitBadPPD;
         }

@@ -25,6 +25,10 @@ inline constexpr std::string_view kStdinPath = "-";
 /// are a few MiB, and the whole input is held in memory.
 inline constexpr std::size_t kMaxStdinBytes = 256u << 20;
 
+/// Reads the whole of `fd` into `bytes`, at most kMaxStdinBytes. On
+/// failure `why` holds the reason in the system's words.
+bool ReadAll(int fd, std::string& bytes, std::string& why);
+
 struct OpenRequest {
     std::string path; ///< a file, or "-" for standard input
     std::string hostApp;

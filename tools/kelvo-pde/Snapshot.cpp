@@ -24,27 +24,6 @@ namespace {
 /// How many value bytes `items` shows of each item.
 constexpr std::size_t kHeadBytes = 16;
 
-/// Reads the whole of `fd` into `bytes`, at most kMaxStdinBytes. On failure
-/// `why` holds the reason in the system's words.
-bool ReadAll(int fd, std::string& bytes, std::string& why) {
-    char buffer[65536];
-    for (;;) {
-        const ssize_t n = read(fd, buffer, sizeof buffer);
-        if (n == 0)
-            return true;
-        if (n < 0) {
-            if (errno == EINTR)
-                continue;
-            why = std::strerror(errno);
-            return false;
-        }
-        if (static_cast<std::size_t>(n) > kMaxStdinBytes - bytes.size()) {
-            why = "more than " + std::to_string(kMaxStdinBytes >> 20) + " MiB";
-            return false;
-        }
-        bytes.append(buffer, static_cast<std::size_t>(n));
-    }
-}
 
 /// The bytes of a snapshot file, or of standard input for "-". A file must
 /// be a regular one: a device or a pipe under a name could feed bytes
