@@ -12,6 +12,7 @@
 #include "output/InjectionFile.h"
 #include "output/JobNotesOutput.h"
 #include "output/KeyFile.h"
+#include "output/TempFiles.h"
 #include "panel/PDEData.h"
 #include "platform/memory/InMemoryHost.h"
 #include "store/PlistFile.h"
@@ -168,6 +169,9 @@ int Run(JobRequest& request) {
     data.SaveNonPSSettings();
     std::filesystem::path written;
     if (request.output.empty()) {
+        // Like the panel at its start: the user's own injection files older
+        // than a day go before a new one is added.
+        RemoveStaleInjectionFiles();
         const std::optional<std::filesystem::path> path = ticket.Save();
         if (!path) {
             std::cerr << "kelvo-pde: the injection file could not be written (run with --verbose for the reason)\n";
