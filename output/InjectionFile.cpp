@@ -12,6 +12,7 @@
 #include <limits>
 
 #include "store/PlistFile.h"
+#include "util/FileDescriptor.h"
 
 namespace kelvo::output {
 
@@ -110,23 +111,9 @@ InjectionReadResult ReadInjectionFile(const std::filesystem::path& path) {
         // Read to the end rather than trusting the size (the file may grow
         // while it is read), stopping at the limit.
         bytes.reserve(static_cast<std::size_t>(st.st_size));
-        char buffer[65536];
-        for (;;) {
-            const ssize_t n = read(fd, buffer, sizeof buffer);
-            if (n == 0)
-                break;
-            if (n < 0) {
-                if (errno == EINTR)
-                    continue;
-                failure = Failure(InjectionError::kSystem, errno);
-                break;
-            }
-            if (static_cast<std::size_t>(n) > kMaxInjectionFileBytes - bytes.size()) {
-                failure = Failure(InjectionError::kTooLarge);
-                break;
-            }
-            bytes.append(buffer, static_cast<std::size_t>(n));
-        }
+        if (const int readStatus = ReadAllUpTo(fd, kMaxInjectionFileBytes, bytes); readStatus != 0)
+            failure = readStatus == EFBIG ? Failure(InjectionError::kTooLarge)
+                                          : Failure(InjectionError::kSystem, readStatus);
     }
     close(fd);
     if (!failure.ok())

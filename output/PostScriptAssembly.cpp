@@ -31,6 +31,7 @@
 #include "util/CommentText.h"
 #include "util/Log.h"
 #include "util/Format.h"
+#include "util/Utf8Cut.h"
 
 namespace kelvo::panel {
 
@@ -82,18 +83,10 @@ using kelvo::Format;
 
 bool Is(const char* keyword, const char* name) { return keyword && std::strcmp(keyword, name) == 0; }
 
-/// `text` cut to `limit` bytes, back to a whole UTF-8 character.
-std::string_view Cut(std::string_view text, std::size_t limit) {
-    if (text.size() <= limit)
-        return text;
-    std::size_t end = limit;
-    while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80)
-        --end;
-    return text.substr(0, end);
-}
-
 /// Comment-safe and cut: the form of every user or PPD text on a line here.
-std::string LineText(std::string_view text, std::size_t limit) { return CommentSafe(Cut(text, limit)); }
+std::string LineText(std::string_view text, std::size_t limit) {
+    return CommentSafe(CutUTF8(text, limit));
+}
 
 /// Text inside a PostScript string "( )": backslash, parentheses and
 /// control bytes escaped, so the text stays one string.

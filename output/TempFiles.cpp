@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "util/Log.h"
+#include "util/FileDescriptor.h"
 
 namespace kelvo::output {
 
@@ -24,19 +25,6 @@ namespace {
 std::string EnvOr(const char* name, std::string_view fallback) {
     const char* value = std::getenv(name);
     return value && *value ? std::string(value) : std::string(fallback);
-}
-
-int WriteAll(int fd, std::string_view bytes) {
-    while (!bytes.empty()) {
-        const ssize_t n = write(fd, bytes.data(), bytes.size());
-        if (n < 0) {
-            if (errno == EINTR)
-                continue;
-            return errno;
-        }
-        bytes.remove_prefix(static_cast<std::size_t>(n));
-    }
-    return 0;
 }
 
 /// The user id of `name` from the password database, or nothing.

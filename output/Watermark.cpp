@@ -10,6 +10,7 @@
 
 #include "util/Numbers.h"
 #include "util/Format.h"
+#include "util/Utf8Cut.h"
 
 namespace kelvo::output {
 
@@ -336,16 +337,6 @@ using kelvo::Format;
 int FieldNumber(std::string_view field) {
     const std::string text(field);
     return LeadingInt32(text.c_str()).value_or(0);
-}
-
-/// `text` cut to at most `limit` bytes without splitting a UTF-8 character.
-std::string_view CutUTF8(std::string_view text, std::size_t limit) {
-    if (text.size() <= limit)
-        return text;
-    std::size_t end = limit;
-    while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80)
-        --end;
-    return text.substr(0, end);
 }
 
 /// Converts UTF-8 text to `target` (an iconv name). A character the target

@@ -16,6 +16,7 @@
 #include "PPDX/QJVPPD.h"
 #include "output/TempFiles.h"
 #include "util/Log.h"
+#include "util/Utf8Cut.h"
 
 namespace kelvo::panel {
 
@@ -23,23 +24,12 @@ namespace {
 
 using platform::PropertyValue;
 
-/// `text` cut to at most `limit` bytes without splitting a UTF-8 character.
-std::string CutUTF8(std::string text, std::size_t limit) {
-    if (text.size() <= limit)
-        return text;
-    std::size_t end = limit;
-    while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80)
-        --end;
-    text.resize(end);
-    return text;
-}
-
 /// The string under `key`, cut to `limit` bytes; "" when absent or no string.
 std::string TextSetting(const platform::PrintSettings& settings, std::string_view key, std::size_t limit) {
     const std::optional<PropertyValue> value = settings.Get(key);
     if (!value || !value->IsString())
         return {};
-    return CutUTF8(std::string(value->StringOr("")), limit);
+    return std::string(CutUTF8(value->StringOr(""), limit));
 }
 
 /// Controls whose features only the full job properties can set up: the
@@ -161,7 +151,7 @@ bool PDEData::AddPadCover(std::string keyword, std::string option) {
 
 void PDEData::SetPaperCatalogValue(std::size_t index, std::string value) {
     if (index < mPaperCatalog.size())
-        mPaperCatalog[index].second = CutUTF8(std::move(value), kMaxPaperCatalogText);
+        mPaperCatalog[index].second = std::string(CutUTF8(value, kMaxPaperCatalogText));
 }
 
 // ---- print settings ----

@@ -2,6 +2,7 @@
 // PropertyValue, bounds checks before libplist sees hostile bytes, and the
 // write-to-temporary-then-rename file update.
 #include "store/PlistFile.h"
+#include "util/FileDescriptor.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -393,19 +394,6 @@ PlistStatus ToNode(const PropertyValue& value, int depth, PlistPtr& out) {
     return kPlistOK;
 }
 
-PlistStatus WriteAll(int fd, std::string_view bytes) {
-    while (!bytes.empty()) {
-        const ssize_t n = write(fd, bytes.data(), bytes.size());
-        if (n < 0) {
-            if (errno == EINTR)
-                continue;
-            return errno;
-        }
-        bytes.remove_prefix(static_cast<std::size_t>(n));
-    }
-    return kPlistOK;
-}
-
 } // namespace
 
 std::string PlistStatusText(PlistStatus status) {
@@ -495,25 +483,8 @@ PlistStatus ReadPropertyList(const std::filesystem::path& path, PropertyValue& o
     } else if (static_cast<std::uint64_t>(st.st_size) > kMaxPlistFileBytes) {
         status = kPlistTooLarge;
     } else {
-        // Read to the end rather than trusting the size: the file may change
-        // while we read, and we stop at the limit whatever happens.
-        char buffer[65536];
-        for (;;) {
-            const ssize_t n = read(fd, buffer, sizeof buffer);
-            if (n == 0)
-                break;
-            if (n < 0) {
-                if (errno == EINTR)
-                    continue;
-                status = errno;
-                break;
-            }
-            if (static_cast<std::size_t>(n) > kMaxPlistFileBytes - bytes.size()) {
-                status = kPlistTooLarge;
-                break;
-            }
-            bytes.append(buffer, static_cast<std::size_t>(n));
-        }
+        const int readStatus = ReadAllUpTo(fd, kMaxPlistFileBytes, bytes);
+        status = readStatus == EFBIG ? kPlistTooLarge : readStatus;
     }
     close(fd);
     if (status != kPlistOK)

@@ -18,6 +18,7 @@
 #include "PPDX/PPDObjects/Controls/PPDXJobNote.h"
 #include "PPDX/PPDObjects/Controls/PPDXPopupControl.h"
 #include "PPDX/PPDObjects/Controls/PPDXRangeControl.h"
+#include "util/FileDescriptor.h"
 
 namespace kelvo::tool {
 
@@ -148,23 +149,12 @@ std::string DisplayName(const std::string& name, const char* keyword) {
 }
 
 bool ReadAll(int fd, std::string& bytes, std::string& why) {
-    char buffer[65536];
-    for (;;) {
-        const ssize_t n = read(fd, buffer, sizeof buffer);
-        if (n == 0)
-            return true;
-        if (n < 0) {
-            if (errno == EINTR)
-                continue;
-            why = std::strerror(errno);
-            return false;
-        }
-        if (static_cast<std::size_t>(n) > kMaxStdinBytes - bytes.size()) {
-            why = "more than " + std::to_string(kMaxStdinBytes >> 20) + " MiB";
-            return false;
-        }
-        bytes.append(buffer, static_cast<std::size_t>(n));
-    }
+    const int status = ReadAllUpTo(fd, kMaxStdinBytes, bytes);
+    if (status == EFBIG)
+        why = "more than " + std::to_string(kMaxStdinBytes >> 20) + " MiB";
+    else if (status != 0)
+        why = std::strerror(status);
+    return status == 0;
 }
 
 QJVPPDRef OpenForTool(const OpenRequest& request, std::ostream& err) {
