@@ -1,6 +1,7 @@
 # What `cmake --install` puts under the prefix: the shared library and its
 # headers (include/kelvo/), a pkg-config file, a CMake package, the tool with
-# its manual page and bash completion, and the licence.
+# its manual page and bash completion, and the licence; and the print
+# server's filter in the server's own folder.
 include(CMakePackageConfigHelpers)
 
 install(TARGETS kelvo EXPORT KelvoTargets
@@ -8,6 +9,27 @@ install(TARGETS kelvo EXPORT KelvoTargets
   PUBLIC_HEADER DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/kelvo COMPONENT development
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(TARGETS kelvo-pde RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime)
+
+# The filter goes where the print server looks for filters, whatever the
+# prefix: CUPS finds a filter named in a PPD only in its own ServerBin/filter
+# (`cups-config --serverbin`). It is a component of its own, so that a
+# staged install (DESTDIR) or a user's prefix can leave it out or put it
+# aside: `cmake --install build --component filter`.
+find_program(KELVO_CUPS_CONFIG cups-config)
+set(KELVO_CUPS_SERVERBIN_DEFAULT /usr/lib/cups)
+if(KELVO_CUPS_CONFIG)
+  execute_process(COMMAND ${KELVO_CUPS_CONFIG} --serverbin OUTPUT_VARIABLE KELVO_CUPS_SERVERBIN_FOUND
+    OUTPUT_STRIP_TRAILING_WHITESPACE RESULT_VARIABLE KELVO_CUPS_CONFIG_STATUS)
+  if(KELVO_CUPS_CONFIG_STATUS EQUAL 0 AND KELVO_CUPS_SERVERBIN_FOUND)
+    set(KELVO_CUPS_SERVERBIN_DEFAULT ${KELVO_CUPS_SERVERBIN_FOUND})
+  endif()
+endif()
+set(KELVO_CUPS_FILTER_DIR ${KELVO_CUPS_SERVERBIN_DEFAULT}/filter CACHE PATH
+  "Where kelvo-inject is installed (the print server's ServerBin/filter)")
+# A print server runs only filters that nobody but root may change.
+install(TARGETS kelvo-inject RUNTIME DESTINATION ${KELVO_CUPS_FILTER_DIR} COMPONENT filter
+  PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+install(FILES ${PROJECT_SOURCE_DIR}/docs/kelvo-inject.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT filter)
 install(FILES ${PROJECT_SOURCE_DIR}/docs/kelvo-pde.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT runtime)
 install(FILES ${PROJECT_SOURCE_DIR}/tools/kelvo-pde/kelvo-pde.bash-completion
   DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME kelvo-pde COMPONENT runtime)

@@ -54,6 +54,9 @@ std::string InjectionReadStatus::Text() const {
                ", not a site (an integer)";
     case InjectionError::kSiteOutOfRange:
         return "element " + std::to_string(index) + " is a site outside 32 bits";
+    case InjectionError::kWrongOwner:
+        return "it belongs to user id " + std::to_string(static_cast<unsigned>(code)) + ", not to the job's user (id " +
+               std::to_string(index) + ")";
     case InjectionError::kPieceNotData:
         return "element " + std::to_string(index) + " is " + WithArticle(static_cast<PropertyValue::Kind>(code)) +
                ", not a piece (data)";
@@ -92,7 +95,7 @@ InjectionReadResult ParseInjectionList(std::string_view bytes) {
     return result;
 }
 
-InjectionReadResult ReadInjectionFile(const std::filesystem::path& path) {
+InjectionReadResult ReadInjectionFile(const std::filesystem::path& path, std::optional<uid_t> requiredOwner) {
     // O_NONBLOCK keeps a FIFO planted under the name from blocking the
     // open; fstat then refuses it like any other non-regular file.
     const int fd = open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
@@ -105,6 +108,8 @@ InjectionReadResult ReadInjectionFile(const std::filesystem::path& path) {
         failure = Failure(InjectionError::kSystem, errno);
     } else if (!S_ISREG(st.st_mode)) {
         failure = Failure(InjectionError::kNotAFile);
+    } else if (requiredOwner && st.st_uid != *requiredOwner) {
+        failure = Failure(InjectionError::kWrongOwner, static_cast<int>(st.st_uid), *requiredOwner);
     } else if (static_cast<std::uint64_t>(st.st_size) > kMaxInjectionFileBytes) {
         failure = Failure(InjectionError::kTooLarge);
     } else {

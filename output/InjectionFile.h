@@ -1,8 +1,11 @@
 // Reading the injection file: the pieces a job ticket wrote, checked before use.
 #pragma once
 
+#include <sys/types.h>
+
 #include <cstddef>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -29,6 +32,7 @@ enum class InjectionError {
     kSiteNotInteger,   ///< element `index` (even) is not an integer
     kSiteOutOfRange,   ///< element `index` is an integer outside 32 bits
     kPieceNotData,     ///< element `index` (odd) is not data
+    kWrongOwner,       ///< the file belongs to user id `code`, not to the required user (id `index`)
 };
 
 /// The outcome of a read: the error, with its errno or property-list status
@@ -53,11 +57,13 @@ struct InjectionReadResult {
 };
 
 /// Reads the injection file at `path`. The last path component must be a
-/// regular file and not a symbolic link (opened with O_NOFOLLOW, checked with
-/// fstat on the open descriptor, so the file checked is the file read); at
-/// most kMaxInjectionFileBytes are read. The content is checked as
+/// regular file and not a symbolic link (opened with O_NOFOLLOW and
+/// O_NONBLOCK, checked with fstat on the open descriptor, so the file checked
+/// is the file read), owned by `requiredOwner` when one is given; at most
+/// kMaxInjectionFileBytes are read. The content is checked as
 /// ParseInjectionList checks it.
-InjectionReadResult ReadInjectionFile(const std::filesystem::path& path);
+InjectionReadResult ReadInjectionFile(const std::filesystem::path& path,
+                                      std::optional<uid_t> requiredOwner = std::nullopt);
 
 /// Parses an injection list held in memory: an XML or binary property list
 /// whose root is an array of alternating integer (the site, within 32 bits)

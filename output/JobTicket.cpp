@@ -172,7 +172,7 @@ std::string CreateRandomFileName(std::string_view prefix) {
 }
 
 std::string CreatePostscriptDataFileKey() {
-    return "QJV.PSData.com.qjv.print.pde.5D660F68-4131-4BE6-AD6C-D05E4C176E58.PInf";
+    return std::string(kInjectionFileKey);
 }
 
 } // namespace kelvo::output

@@ -107,8 +107,12 @@ private:
 /// `prefix` followed directly by a new UUID in upper case.
 std::string CreateRandomFileName(std::string_view prefix);
 
-/// The print-settings key of the injection file's path:
-/// "QJV.PSData.com.qjv.print.pde.5D660F68-4131-4BE6-AD6C-D05E4C176E58.PInf".
+/// The print-settings key of the injection file's path. The printing
+/// system passes it to the filter as a job option of the same name.
+inline constexpr std::string_view kInjectionFileKey =
+    "QJV.PSData.com.qjv.print.pde.5D660F68-4131-4BE6-AD6C-D05E4C176E58.PInf";
+
+/// kInjectionFileKey as a string.
 std::string CreatePostscriptDataFileKey();
 
 } // namespace kelvo::output

@@ -6,12 +6,30 @@
 # (e.g. --benchmark_filter=Parse). BENCH_BUILD_DIR picks another build tree,
 # BENCH_REPETITIONS (default 3) the repetitions whose median is reported, and
 # BENCH_CALLGRIND=1 adds instruction counts, which a busy machine cannot skew.
+# `scripts/bench.sh filter` times the kelvo-inject filter instead, `print`
+# kelvo-pde print (see below).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/install-deps.sh
 
 build_dir=${BENCH_BUILD_DIR:-build-bench}
 cmake -S . -B "$build_dir" -DCMAKE_BUILD_TYPE=Release -DKELVO_BUILD_BENCH=ON -DKELVO_BUILD_TESTS=OFF >/dev/null
+
+# `scripts/bench.sh filter [ARGS]` measures the kelvo-inject filter instead: a
+# generated job of 200 MiB against cat, both into /dev/null, and the filter's
+# peak memory on 20 and 200 MiB (ARGS go to kelvo-filter-bench, e.g. --size-mb).
+if [ "${1:-}" = filter ]; then
+  shift
+  cmake --build "$build_dir" -j2 --target kelvo-filter-bench
+  exec "$build_dir/bench/kelvo-filter-bench" --repetitions "${BENCH_REPETITIONS:-3}" "$@"
+fi
+# `scripts/bench.sh print [RUNS]`: kelvo-pde print end to end on a private
+# cupsd, against lp of the same file (median of RUNS, default 15).
+if [ "${1:-}" = print ]; then
+  shift
+  cmake --build "$build_dir" -j2 --target kelvo-print-bench
+  exec "$build_dir/bench/kelvo-print-bench" "$@"
+fi
 cmake --build "$build_dir" -j2 --target kelvo-genppd kelvo-parse-bench kelvo-peakmem kelvo-genppd-tests
 bin=$build_dir/bench
 

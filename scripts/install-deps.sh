@@ -10,16 +10,19 @@
 set -euo pipefail
 
 # Configuring needs only the compiler, CMake, pkg-config, zlib, libplist,
-# nlohmann-json, CLI11, nettle (credentials), libuuid (file names) and libacl
-# (who may read an injection file); the rest is found when present.
-run_packages=(g++ make cmake pkg-config zlib1g-dev libplist-dev nlohmann-json3-dev libcli11-dev
+# nlohmann-json, CLI11, libcups (queues and the filter), nettle (credentials),
+# libuuid (file names) and libacl (who may read an injection file); the rest
+# is found when present. The tests run a private CUPS server (cupsd, pstops
+# from the core drivers, pdftops from cups-filters) and judge the jobs it
+# writes with Ghostscript.
+run_packages=(g++ make cmake pkg-config zlib1g-dev libplist-dev nlohmann-json3-dev libcli11-dev libcups2-dev
   nettle-dev uuid-dev libacl1-dev)
 more_packages=(
   build-essential pkg-config binutils file gzip
   libgtest-dev libgmock-dev libbenchmark-dev
   clang libclang-rt-14-dev
-  libcups2-dev cups-client time
-  ghostscript python3
+  cups-daemon cups-client cups-core-drivers cups-filters time
+  ghostscript poppler-utils python3
 )
 
 case ${1:-all} in

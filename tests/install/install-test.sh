@@ -25,7 +25,17 @@ fail() {
   exit 1
 }
 
-"$cmake" --install "$build" --prefix "$prefix" >"$work/install.log" || { cat "$work/install.log"; fail "install"; }
+# The filter goes to the print server's folder, outside any prefix: staged
+# under DESTDIR here, so the test never writes into the machine's CUPS.
+for component in runtime development; do
+  "$cmake" --install "$build" --prefix "$prefix" --component "$component" >>"$work/install.log" ||
+    { cat "$work/install.log"; fail "install $component"; }
+done
+DESTDIR=$work/staged "$cmake" --install "$build" --component filter >>"$work/install.log" ||
+  { cat "$work/install.log"; fail "install filter"; }
+filter_dir=$(sed -n 's/^KELVO_CUPS_FILTER_DIR:PATH=//p' "$build/CMakeCache.txt")
+[ -x "$work/staged$filter_dir/kelvo-inject" ] || fail "kelvo-inject not installed in $filter_dir"
+[ "$(stat -c %a "$work/staged$filter_dir/kelvo-inject")" = 755 ] || fail "kelvo-inject is not mode 755"
 
 # What the prefix holds. The library directory is lib/ or lib/<multiarch>/,
 # as GNUInstallDirs chose for the configured prefix: find it by the .pc file.

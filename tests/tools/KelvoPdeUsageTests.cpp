@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <cctype>
+#include <cstdlib>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -22,12 +24,37 @@ const std::string& Sample() {
     return path;
 }
 
-const char* const kSubcommands[] = {"inspect", "options", "ps", "check", "validate", "printers", "snapshot", "job", "apply", "ticket", "auth", "note-crypt"};
+const char* const kSubcommands[] = {"inspect", "options", "ps",    "check", "validate", "printers", "snapshot",
+                                    "job",     "apply",   "ticket", "queue", "print",    "auth",     "note-crypt"};
 /// Subcommands of subcommands, whose options the documentation must cover too.
 const std::vector<std::vector<std::string>> kNestedCommands = {
-    {"printers", "list"}, {"printers", "add"},  {"printers", "find"},  {"printers", "blob"},
-    {"printers", "set-blob"}, {"snapshot", "save"}, {"snapshot", "show"}, {"snapshot", "items"}, {"ticket", "show"}, {"auth", "pack"},
-    {"auth", "unpack"},      {"note-crypt", "encrypt"}, {"note-crypt", "decrypt"}};
+    {"printers", "list"},   {"printers", "add"},     {"printers", "find"},       {"printers", "blob"},
+    {"printers", "set-blob"}, {"snapshot", "save"},  {"snapshot", "show"},       {"snapshot", "items"},
+    {"ticket", "show"},     {"queue", "add"},        {"queue", "remove"},        {"queue", "list"},
+    {"auth", "pack"},       {"auth", "unpack"},      {"note-crypt", "encrypt"},  {"note-crypt", "decrypt"}};
+
+/// Sets an environment variable for the tools this process starts, and puts
+/// the old value back when it goes.
+class ScopedEnv {
+public:
+    ScopedEnv(const char* name, const std::string& value) : mName(name) {
+        if (const char* old = std::getenv(name))
+            mOld = old;
+        setenv(name, value.c_str(), 1);
+    }
+    ~ScopedEnv() {
+        if (mOld)
+            setenv(mName, mOld->c_str(), 1);
+        else
+            unsetenv(mName);
+    }
+    ScopedEnv(const ScopedEnv&) = delete;
+    ScopedEnv& operator=(const ScopedEnv&) = delete;
+
+private:
+    const char* mName;
+    std::optional<std::string> mOld;
+};
 
 } // namespace
 
@@ -53,6 +80,54 @@ TEST(KelvoPdeUsage, EveryUsageErrorExitsOneWithThePrefix) {
         const FullRun run = RunToolFull(args);
         EXPECT_EQ(run.status, 1);
         EXPECT_TRUE(run.err.starts_with("kelvo-pde: ")) << run.err;
+        EXPECT_EQ(run.out, "");
+    }
+}
+
+// What --queue, queue and print refuse from the command line alone. The
+// server named is a socket that does not exist: a check that ran only after
+// asking the server would fail there with another message.
+TEST(KelvoPdeUsage, QueueCommandsRefuseBadLinesBeforeAskingTheServer) {
+    const ScopedEnv server("CUPS_SERVER", "/nonexistent/kelvo-test/cups.sock");
+    const std::string missing = "/nonexistent/kelvo-test/missing.ps";
+    struct Row {
+        std::vector<std::string> args;
+        int status;
+        std::string message; // somewhere in standard error
+    };
+    const Row rows[] = {
+        // --queue in place of the PPD.
+        {{"inspect", Sample(), "--queue", "q"}, 1, "excludes"},
+        {{"ps", "--queue", "q"}, 1, "ps needs the control's KEY"},
+        {{"ps", "--queue", "q", "A", "B", "C"}, 1, "ps takes KEY [VALUE] after --queue NAME, not a PPD"},
+        // KEY [VALUE] after --queue is a good line: only the server fails.
+        {{"ps", "--queue", "q", "QJStaple", "None"}, 2, ""},
+        {{"job"}, 1, "job needs a PPD or --queue NAME"},
+        {{"job", Sample(), "--queue", "q"}, 1, "excludes"},
+        {{"job", "--queue", "q", "--state", "state.json"}, 1, "--state and --printer are for a PPD file"},
+        {{"job", "--queue", "q", "--printer", "office"}, 1, "--state and --printer are for a PPD file"},
+        // queue: required options, and names the server must never see.
+        {{"queue", "add", "q", "--ppd", Sample()}, 1, "--device"},
+        {{"queue", "add", "a/b", "--ppd", Sample(), "--device", "file:///dev/null"}, 2, "cannot name a queue"},
+        {{"queue", "add", "a b", "--ppd", Sample(), "--device", "file:///dev/null"}, 2, "cannot name a queue"},
+        {{"queue", "add", "q", "--ppd", missing, "--device", "file:///dev/null"}, 2, missing},
+        {{"queue", "remove", "a#b"}, 2, "cannot name a queue"},
+        // print: every file is looked at before the queue is opened.
+        {{"print", "--queue", "q"}, 1, "FILE"},
+        {{"print", Sample()}, 1, "--queue"},
+        {{"print", "--queue", "q", Sample(), "--copies", "0"}, 1, "--copies"},
+        {{"print", "--queue", "q", Sample(), "--orientation", "5"}, 1, "--orientation"},
+        {{"print", "--queue", "q", Sample(), missing}, 2, missing + ": No such file or directory"},
+    };
+    for (const Row& r : rows) {
+        std::string trace;
+        for (const std::string& a : r.args)
+            trace += " " + a;
+        SCOPED_TRACE(trace);
+        const FullRun run = RunToolFull(r.args);
+        EXPECT_EQ(run.status, r.status);
+        EXPECT_TRUE(run.err.starts_with("kelvo-pde: ")) << run.err;
+        EXPECT_NE(run.err.find(r.message), std::string::npos) << run.err;
         EXPECT_EQ(run.out, "");
     }
 }

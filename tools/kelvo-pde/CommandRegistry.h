@@ -23,5 +23,7 @@ void AddAuthCommands(CLI::App& app, std::vector<Command>& out);
 void AddTicketCommands(CLI::App& app, std::vector<Command>& out);
 void AddApplyCommands(CLI::App& app, std::vector<Command>& out);
 void AddJobCommands(CLI::App& app, std::vector<Command>& out);
+void AddQueueCommands(CLI::App& app, std::vector<Command>& out);
+void AddPrintCommands(CLI::App& app, std::vector<Command>& out);
 
 } // namespace kelvo::tool

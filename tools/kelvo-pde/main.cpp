@@ -2,11 +2,14 @@
 // snapshots of its model.
 #include <clocale>
 #include <iostream>
+#include <memory>
 
 #include <CLI/CLI.hpp>
 
 #include "CommandRegistry.h"
 #include "Commands.h"
+#include "SaveForPrint.h"
+#include "platform/cups/CupsHost.h"
 #include "util/Log.h"
 
 #ifndef KELVO_VERSION_STRING
@@ -23,7 +26,9 @@ Exit status:
   0  done (a PPD with warnings only is fine)
   1  usage error: a bad command line, an unknown key, choice or value;
      validate: the PPD is not one the names serve; printers: no such printer or blob
-  2  the file cannot be read or is not a usable PPD, property list or snapshot)";
+  2  the file cannot be read or is not a usable PPD, property list or snapshot;
+     queue, print and --queue: the print server cannot be reached or refuses,
+     or a file to print cannot be read)";
 
 } // namespace
 
@@ -42,8 +47,15 @@ int main(int argc, char** argv) {
     app.add_flag("-v,--verbose", verbose, "show the library's diagnostic log on standard error");
 
     OpenRequest request;
-    auto addOpenOptions = [&request](CLI::App* sub) {
-        sub->add_option("PPD", request.path, "PPD file to read, or - for standard input")->required();
+    std::optional<std::string> queueName;
+    // ps takes KEY [VALUE] after --queue NAME: its first word lands in PPD
+    // and is moved below, so the parser must not refuse it.
+    auto addOpenOptions = [&](CLI::App* sub, bool queueExcludesPPD = true) {
+        CLI::Option* ppd = sub->add_option("PPD", request.path, "PPD file to read, or - for standard input");
+        CLI::Option* queue = sub->add_option("--queue", queueName,
+                                             "NAME: a CUPS queue instead of a PPD: its PPD with its saved choices");
+        if (queueExcludesPPD)
+            queue->excludes(ppd);
         sub->add_option("--host-app", request.hostApp,
                         "identifier of the host application (some hosts stop reading at \"APLANNOTATE END\")");
         sub->add_flag("--all-errors-fatal", request.allErrorsFatal, "stop reading at the first error of any kind");
@@ -62,8 +74,10 @@ int main(int argc, char** argv) {
     std::string key;
     std::optional<std::string> value;
     CLI::App* ps = app.add_subcommand("ps", "print the framed PostScript a control emits");
-    addOpenOptions(ps);
-    ps->add_option("KEY", key, "control keyword, with or without the leading asterisk")->required();
+    addOpenOptions(ps, false);
+    // Not required by the parser: with --queue and no PPD, the first word
+    // after the options lands in PPD and is moved here below.
+    ps->add_option("KEY", key, "control keyword, with or without the leading asterisk");
     ps->add_option("VALUE", value, "value to apply first: a choice, True/False or a number");
     std::optional<std::string> note;
     ps->add_option("--note", note, "text of a job note (the note's framed output for that text)");
@@ -146,6 +160,8 @@ int main(int argc, char** argv) {
     AddTicketCommands(app, commands);
     AddJobCommands(app, commands);
     AddApplyCommands(app, commands);
+    AddQueueCommands(app, commands);
+    AddPrintCommands(app, commands);
 
     // CLI11 reports through exceptions, each with its own exit code; they end
     // here, so that every usage error has one status and one prefix.
@@ -201,9 +217,39 @@ int main(int argc, char** argv) {
     if (snapshotItems->parsed())
         return ListSnapshotItems(snapshotFile, snapshotJSON, std::cout, std::cerr);
 
+    if (ps->parsed() && queueName && !request.path.empty()) {
+        if (value) {
+            std::cerr << "kelvo-pde: ps takes KEY [VALUE] after --queue NAME, not a PPD\n";
+            return kExitUsage;
+        }
+        if (!key.empty())
+            value = key;
+        key = request.path;
+        request.path.clear();
+    }
+    if (!queueName && request.path.empty()) {
+        std::cerr << "kelvo-pde: give a PPD file or --queue NAME\n";
+        return kExitUsage;
+    }
+    if (ps->parsed() && key.empty()) {
+        std::cerr << "kelvo-pde: ps needs the control's KEY\n";
+        return kExitUsage;
+    }
+
+    // A queue stands for its PPD (a private copy from the server), with the
+    // choices the user saved for it made current.
+    std::unique_ptr<kelvo::platform::CupsHost> queue;
+    if (queueName) {
+        queue = OpenQueue(*queueName, std::cerr);
+        if (!queue)
+            return kExitBadPPD;
+        request.path = queue->Printer().ppdPath;
+    }
     QJVPPDRef doc = OpenForTool(request, std::cerr);
     if (!doc)
         return kExitBadPPD;
+    if (queue)
+        RestoreQueueChoices(*doc, *queue);
     if (inspect->parsed()) {
         PrintInspect(*doc, std::cout, json);
         return kExitOK;
