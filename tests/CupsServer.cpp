@@ -347,4 +347,6 @@ std::string CupsServer::ErrorLog() const {
     return ReadWhole(mRoot / "log/error_log");
 }
 
+bool CupsServer::Required() { return std::getenv("KELVO_REQUIRE_CUPSD") != nullptr; }
+
 } // namespace kelvotest

@@ -23,6 +23,11 @@ public:
     CupsServer(const CupsServer&) = delete;
     CupsServer& operator=(const CupsServer&) = delete;
 
+    /// Whether a server that does not start fails the test instead of
+    /// skipping it: set KELVO_REQUIRE_CUPSD (CI does), where a skip would
+    /// hide that nothing was printed.
+    static bool Required();
+
     /// "localhost:PORT".
     const std::string& Address() const { return mAddress; }
     /// The temporary folder everything lives under.

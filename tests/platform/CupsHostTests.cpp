@@ -250,6 +250,8 @@ protected:
     static void TearDownTestSuite() { sServer.reset(); }
 
     void SetUp() override {
+        if (!sServer && kelvotest::CupsServer::Required())
+            FAIL() << "no private print server: " << sWhyNot;
         if (!sServer)
             GTEST_SKIP() << "no private print server: " << sWhyNot;
     }

@@ -82,6 +82,11 @@ int Run(const PrintRequest& request) {
     std::filesystem::path written;
     if (const int status = SaveForPrint(*doc, *host, request.choices, "", written, std::cerr))
         return status;
+    // The filter reads tickets from /tmp only: a ticket elsewhere would be
+    // refused on the printing side and the job printed without its pieces.
+    if (!written.string().starts_with("/tmp/Kelvo.temp"))
+        std::cerr << "kelvo-pde: warning: " << ForTerminal(written.string())
+                  << " is not in /tmp (KELVO_TMPDIR is set): the printer's filter will not read it\n";
     OptionArray options;
     for (const auto& [name, value] : host->JobOptions())
         options.Add(name, value);
