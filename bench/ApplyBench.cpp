@@ -35,8 +35,6 @@ using kelvobench::Run;
 using kelvobench::Spawn;
 using kelvobench::WriteJob;
 
-std::vector<std::uint8_t> Bytes(std::string_view text) { return {text.begin(), text.end()}; }
-
 } // namespace
 
 int main(int argc, char** argv) {
@@ -62,15 +60,7 @@ int main(int argc, char** argv) {
         fs::remove_all(work, ec);
     };
 
-    // The ticket: a piece at every site the applier places, and a suppression.
-    const std::vector<InjectionPiece> ticket = {
-        {-9, Bytes("*Duplex")},
-        {81, Bytes("%%BeginFeature: *QJStaple One\n%%EndFeature\n")},
-        {70, Bytes("%%BeginFeature: *PageSize A4\n<</PageSize [595 842]>> setpagedevice\n%%EndFeature\n")},
-        {71, Bytes("%%EndKelvoPreparse1: True\n")},
-        {501, Bytes("%%QJVDriver\n")},
-        {30, Bytes("%%QJVCustom1: bench\n")},
-    };
+    const std::vector<InjectionPiece> ticket = kelvobench::BenchTicket();
     std::string xml;
     if (kelvo::output::SerializeInjectionList(ticket, xml) != 0) {
         std::cerr << "cannot serialise the ticket\n";

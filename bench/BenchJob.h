@@ -15,9 +15,12 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 extern char** environ;
+
+#include "output/JobTicket.h"
 
 namespace kelvobench {
 
@@ -95,6 +98,20 @@ inline Run Spawn(const std::vector<std::string>& argv, const std::string& stdout
 inline double Median(std::vector<double> values) {
     std::sort(values.begin(), values.end());
     return values[values.size() / 2];
+}
+
+/// The ticket both job benchmarks apply: a piece at every site the applier
+/// places, and a suppression.
+inline std::vector<kelvo::output::InjectionPiece> BenchTicket() {
+    const auto bytes = [](std::string_view text) { return std::vector<std::uint8_t>(text.begin(), text.end()); };
+    return {
+        {-9, bytes("*Duplex")},
+        {81, bytes("%%BeginFeature: *QJStaple One\n%%EndFeature\n")},
+        {70, bytes("%%BeginFeature: *PageSize A4\n<</PageSize [595 842]>> setpagedevice\n%%EndFeature\n")},
+        {71, bytes("%%EndKelvoPreparse1: True\n")},
+        {501, bytes("%%QJVDriver\n")},
+        {30, bytes("%%QJVCustom1: bench\n")},
+    };
 }
 
 } // namespace kelvobench

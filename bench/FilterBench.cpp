@@ -43,8 +43,6 @@ using kelvobench::Spawn;
 constexpr double kMaxTimeOverCat = 3.0;
 constexpr long kMaxPeakKiB = 20 << 10;
 
-std::vector<std::uint8_t> Bytes(std::string_view text) { return {text.begin(), text.end()}; }
-
 /// The filter's arguments for a job read from `job` (argv[0] is the queue).
 std::vector<std::string> FilterArgs(const std::string& filter, const std::string& user, const std::string& options,
                                     const fs::path& job) {
@@ -78,15 +76,7 @@ int main(int argc, char** argv) {
         return 2;
     }
     const fs::path work(pattern);
-    // The ticket: a piece at every site the applier places, and a suppression.
-    const std::vector<InjectionPiece> ticket = {
-        {-9, Bytes("*Duplex")},
-        {81, Bytes("%%BeginFeature: *QJStaple One\n%%EndFeature\n")},
-        {70, Bytes("%%BeginFeature: *PageSize A4\n<</PageSize [595 842]>> setpagedevice\n%%EndFeature\n")},
-        {71, Bytes("%%EndKelvoPreparse1: True\n")},
-        {501, Bytes("%%QJVDriver\n")},
-        {30, Bytes("%%QJVCustom1: bench\n")},
-    };
+    const std::vector<InjectionPiece> ticket = kelvobench::BenchTicket();
     const std::string ticketPath = kelvo::output::CreateRandomFileName("/tmp/Kelvo.temp");
     const auto cleanup = [&] {
         std::error_code ec;

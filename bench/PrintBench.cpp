@@ -3,51 +3,22 @@
 // them, against `lp` of the same file to the same queue in the same run.
 // The server's own work (spooling the job through the filters) runs after
 // both return and is waited out between runs, untimed.
-#include <fcntl.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <vector>
 
+#include "BenchJob.h"
 #include "CupsServer.h"
-
-extern char** environ;
 
 namespace {
 
-/// Wall time of one run of `args` in milliseconds, its output thrown away;
-/// negative when it failed.
+/// Wall time of one run of `args` in milliseconds; negative when it failed.
 double TimeRun(const std::vector<std::string>& args) {
-    std::vector<char*> argv;
-    for (const std::string& arg : args)
-        argv.push_back(const_cast<char*>(arg.c_str()));
-    argv.push_back(nullptr);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
-    const auto start = std::chrono::steady_clock::now();
-    pid_t pid = -1;
-    const int spawned = posix_spawnp(&pid, argv[0], &actions, nullptr, argv.data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
-    if (spawned != 0)
-        return -1;
-    int status = 0;
-    waitpid(pid, &status, 0);
-    const auto end = std::chrono::steady_clock::now();
-    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0)
-        return -1;
-    return std::chrono::duration<double, std::milli>(end - start).count();
-}
-
-double Median(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
+    const kelvobench::Run run = kelvobench::Spawn(args, "/dev/null");
+    return run.status == 0 ? run.seconds * 1000 : -1;
 }
 
 } // namespace
@@ -89,7 +60,7 @@ int main(int argc, char** argv) {
             return 1;
         }
 
-    const double p = Median(print), s = Median(saveOnly), l = Median(lp);
+    const double p = kelvobench::Median(print), s = kelvobench::Median(saveOnly), l = kelvobench::Median(lp);
     std::printf("median of %d runs, sample PPD, a two-page PostScript job, private cupsd on this machine\n", runs);
     std::printf("  kelvo-pde print (save for print + submit) %8.1f ms\n", p);
     std::printf("  kelvo-pde job --queue (save for print)    %8.1f ms\n", s);

@@ -24,8 +24,8 @@
 #include <string_view>
 #include <vector>
 
-#include "FilterIO.h"
 #include "TicketCheck.h"
+#include "util/DescriptorStream.h"
 #include "output/JobTicket.h"
 #include "output/TicketApplier.h"
 #include "util/Log.h"
@@ -118,7 +118,7 @@ std::optional<std::string> InjectionFileOption(const char* options) {
 }
 
 /// The rest of the job, unchanged; the exit status.
-int PassThrough(JobReader& reader, JobWriter& writer, const std::string& jobName) {
+int PassThrough(DescriptorReader& reader, DescriptorWriter& writer, const std::string& jobName) {
     if (CopyRest(reader, writer))
         return kExitOK;
     if (reader.Error() != 0)
@@ -129,7 +129,7 @@ int PassThrough(JobReader& reader, JobWriter& writer, const std::string& jobName
 }
 
 /// Puts `pieces` into the job; the exit status.
-int Apply(const std::vector<output::InjectionPiece>& pieces, JobReader& reader, JobWriter& writer,
+int Apply(const std::vector<output::InjectionPiece>& pieces, DescriptorReader& reader, DescriptorWriter& writer,
           const std::string& jobName) {
     std::istream in(&reader);
     std::ostream out(&writer);
@@ -205,8 +205,8 @@ int Run(int argc, char** argv) {
             return kExitFailed;
         }
     }
-    JobReader reader(jobFd, kReadBufferBytes);
-    JobWriter writer(STDOUT_FILENO);
+    DescriptorReader reader(jobFd, kReadBufferBytes);
+    DescriptorWriter writer(STDOUT_FILENO);
 
     const std::optional<std::string> ticketPath = InjectionFileOption(argv[5]);
     if (!ticketPath) {

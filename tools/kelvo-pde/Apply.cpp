@@ -16,6 +16,7 @@
 #include "Commands.h"
 #include "output/InjectionFile.h"
 #include "output/TicketApplier.h"
+#include "util/DescriptorStream.h"
 
 namespace kelvo::tool {
 
@@ -27,109 +28,6 @@ struct ApplyRequest {
     std::string ticket;
     std::string job{kStdinPath};
     std::string output{"-"};
-};
-
-/// Reads a descriptor straight into the caller's buffer (the applier asks
-/// for large blocks) and keeps the errno of a failed read, which an
-/// ifstream would turn into a plain end of file.
-class DescriptorReader : public std::streambuf {
-public:
-    explicit DescriptorReader(int fd) : mFd(fd) {}
-    int Error() const { return mError; }
-
-protected:
-    std::streamsize xsgetn(char* s, std::streamsize n) override {
-        std::streamsize done = 0;
-        if (gptr() < egptr() && n > 0) { // a byte underflow() read ahead
-            *s = *gptr();
-            gbump(1);
-            ++done;
-        }
-        while (done < n) {
-            const ssize_t got = ::read(mFd, s + done, static_cast<std::size_t>(n - done));
-            if (got < 0 && errno == EINTR)
-                continue;
-            if (got < 0)
-                mError = errno;
-            if (got <= 0)
-                break;
-            done += got;
-            break; // hand on what came; the caller asks again
-        }
-        return done;
-    }
-    int_type underflow() override {
-        if (gptr() < egptr())
-            return traits_type::to_int_type(*gptr());
-        if (xsgetn(&mAhead, 1) != 1)
-            return traits_type::eof();
-        setg(&mAhead, &mAhead, &mAhead + 1);
-        return traits_type::to_int_type(mAhead);
-    }
-
-private:
-    int mFd;
-    int mError = 0;
-    char mAhead = 0;
-};
-
-/// Writes to a descriptor through a buffer of its own and keeps the errno
-/// of a failed write.
-class DescriptorWriter : public std::streambuf {
-public:
-    explicit DescriptorWriter(int fd) : mFd(fd), mBuffer(64u << 10) {
-        setp(mBuffer.data(), mBuffer.data() + mBuffer.size());
-    }
-    int Error() const { return mError; }
-
-protected:
-    int_type overflow(int_type c) override {
-        if (!Flush())
-            return traits_type::eof();
-        if (!traits_type::eq_int_type(c, traits_type::eof())) {
-            *pptr() = traits_type::to_char_type(c);
-            pbump(1);
-        }
-        return traits_type::not_eof(c);
-    }
-    std::streamsize xsputn(const char* s, std::streamsize n) override {
-        if (n <= epptr() - pptr()) {
-            std::memcpy(pptr(), s, static_cast<std::size_t>(n));
-            pbump(static_cast<int>(n));
-            return n;
-        }
-        if (!Flush())
-            return 0;
-        if (n < static_cast<std::streamsize>(mBuffer.size()))
-            return xsputn(s, n);
-        return WriteAll(s, static_cast<std::size_t>(n)) ? n : 0;
-    }
-    int sync() override { return Flush() ? 0 : -1; }
-
-private:
-    bool Flush() {
-        const std::size_t pending = static_cast<std::size_t>(pptr() - pbase());
-        setp(mBuffer.data(), mBuffer.data() + mBuffer.size());
-        return WriteAll(mBuffer.data(), pending);
-    }
-    bool WriteAll(const char* s, std::size_t n) {
-        while (n > 0 && mError == 0) {
-            const ssize_t put = ::write(mFd, s, n);
-            if (put < 0 && errno == EINTR)
-                continue;
-            if (put <= 0) {
-                mError = put < 0 ? errno : EIO;
-                break;
-            }
-            s += put;
-            n -= static_cast<std::size_t>(put);
-        }
-        return mError == 0;
-    }
-
-    int mFd;
-    int mError = 0;
-    std::vector<char> mBuffer;
 };
 
 /// The file the job goes to: a new file beside the target, renamed over it

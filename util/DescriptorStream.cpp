@@ -1,5 +1,5 @@
-// The filter's descriptor-backed stream buffers and the plain copy.
-#include "FilterIO.h"
+// Descriptor-backed stream buffers and the plain copy.
+#include "util/DescriptorStream.h"
 
 #include <unistd.h>
 
@@ -8,9 +8,9 @@
 #include <cstring>
 #include <memory>
 
-namespace kelvo::inject {
+namespace kelvo {
 
-std::streamsize JobReader::ReadSome(char* s, std::size_t n) {
+std::streamsize DescriptorReader::ReadSome(char* s, std::size_t n) {
     for (;;) {
         const ssize_t got = ::read(mFd, s, n);
         if (got < 0 && errno == EINTR)
@@ -21,13 +21,13 @@ std::streamsize JobReader::ReadSome(char* s, std::size_t n) {
     }
 }
 
-void JobReader::Keep(const char* s, std::size_t n) {
+void DescriptorReader::Keep(const char* s, std::size_t n) {
     mDelivered += n;
     if (mHead.size() < mHeadLimit)
         mHead.append(s, std::min(n, mHeadLimit - mHead.size()));
 }
 
-std::streamsize JobReader::xsgetn(char* s, std::streamsize n) {
+std::streamsize DescriptorReader::xsgetn(char* s, std::streamsize n) {
     if (n <= 0)
         return 0;
     std::streamsize done = 0;
@@ -48,7 +48,7 @@ std::streamsize JobReader::xsgetn(char* s, std::streamsize n) {
     return done;
 }
 
-std::streambuf::int_type JobReader::underflow() {
+std::streambuf::int_type DescriptorReader::underflow() {
     if (gptr() < egptr())
         return traits_type::to_int_type(*gptr());
     if (ReadSome(&mAhead, 1) != 1)
@@ -58,11 +58,11 @@ std::streambuf::int_type JobReader::underflow() {
     return traits_type::to_int_type(mAhead);
 }
 
-JobWriter::JobWriter(int fd, std::size_t bufferBytes) : mFd(fd), mBuffer(std::max<std::size_t>(bufferBytes, 1)) {
+DescriptorWriter::DescriptorWriter(int fd, std::size_t bufferBytes) : mFd(fd), mBuffer(std::max<std::size_t>(bufferBytes, 1)) {
     setp(mBuffer.data(), mBuffer.data() + mBuffer.size());
 }
 
-bool JobWriter::WriteAll(const char* s, std::size_t n) {
+bool DescriptorWriter::WriteAll(const char* s, std::size_t n) {
     while (n > 0 && mError == 0) {
         const ssize_t put = ::write(mFd, s, n);
         if (put < 0 && errno == EINTR)
@@ -77,18 +77,18 @@ bool JobWriter::WriteAll(const char* s, std::size_t n) {
     return mError == 0;
 }
 
-bool JobWriter::Flush() {
+bool DescriptorWriter::Flush() {
     const auto pending = static_cast<std::size_t>(pptr() - pbase());
     setp(mBuffer.data(), mBuffer.data() + mBuffer.size());
     return WriteAll(mBuffer.data(), pending);
 }
 
-bool JobWriter::Put(std::string_view bytes) {
+bool DescriptorWriter::Put(std::string_view bytes) {
     return xsputn(bytes.data(), static_cast<std::streamsize>(bytes.size())) ==
            static_cast<std::streamsize>(bytes.size());
 }
 
-std::streambuf::int_type JobWriter::overflow(int_type c) {
+std::streambuf::int_type DescriptorWriter::overflow(int_type c) {
     if (!Flush())
         return traits_type::eof();
     if (!traits_type::eq_int_type(c, traits_type::eof())) {
@@ -98,7 +98,7 @@ std::streambuf::int_type JobWriter::overflow(int_type c) {
     return traits_type::not_eof(c);
 }
 
-std::streamsize JobWriter::xsputn(const char* s, std::streamsize n) {
+std::streamsize DescriptorWriter::xsputn(const char* s, std::streamsize n) {
     if (mError != 0)
         return 0;
     if (n <= epptr() - pptr()) {
@@ -119,7 +119,7 @@ std::streamsize JobWriter::xsputn(const char* s, std::streamsize n) {
     return WriteAll(s, static_cast<std::size_t>(n)) ? n : 0;
 }
 
-bool CopyRest(JobReader& reader, JobWriter& writer) {
+bool CopyRest(DescriptorReader& reader, DescriptorWriter& writer) {
     constexpr std::size_t kBlock = 128u << 10;
     const auto block = std::make_unique<char[]>(kBlock);
     for (;;) {
@@ -132,4 +132,4 @@ bool CopyRest(JobReader& reader, JobWriter& writer) {
     return writer.Flush() && reader.Error() == 0;
 }
 
-} // namespace kelvo::inject
+} // namespace kelvo

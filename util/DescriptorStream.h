@@ -1,5 +1,7 @@
-// The filter's byte streams: the job read from a descriptor (keeping its first
-// bytes), the result written to one, both keeping the errno of a failure.
+// Stream buffers over file descriptors for jobs of any size: a job read
+// straight into the caller's blocks (optionally keeping its first bytes),
+// the result written through a buffer, both keeping the errno of a failure
+// that an fstream would turn into a plain end of file.
 #pragma once
 
 #include <cstddef>
@@ -9,16 +11,16 @@
 #include <string_view>
 #include <vector>
 
-namespace kelvo::inject {
+namespace kelvo {
 
 /// Reads a descriptor straight into the caller's buffer (the applier asks
 /// for large blocks). The first `headBytes` bytes handed out are kept as
 /// well: when the applier turns the job down after reading into it, those
 /// bytes are all it took, and the job can still be passed on exactly.
 /// Does not own the descriptor.
-class JobReader : public std::streambuf {
+class DescriptorReader : public std::streambuf {
 public:
-    JobReader(int fd, std::size_t headBytes) : mFd(fd), mHeadLimit(headBytes) {}
+    explicit DescriptorReader(int fd, std::size_t headBytes = 0) : mFd(fd), mHeadLimit(headBytes) {}
 
     /// The errno value of a failed read, or 0.
     int Error() const { return mError; }
@@ -50,9 +52,9 @@ private:
 /// Writes to a descriptor through a buffer of its own. After the first
 /// failed write every further byte is refused and Error() tells why.
 /// Does not own the descriptor; Flush() (or sync) before reading Error().
-class JobWriter : public std::streambuf {
+class DescriptorWriter : public std::streambuf {
 public:
-    explicit JobWriter(int fd, std::size_t bufferBytes = 64u << 10);
+    explicit DescriptorWriter(int fd, std::size_t bufferBytes = 64u << 10);
 
     /// The errno value of the failed write, or 0.
     int Error() const { return mError; }
@@ -77,6 +79,6 @@ private:
 /// Copies what is left of `reader`'s descriptor to `writer`, through a
 /// fixed buffer. False on a failed read (reader.Error()) or write
 /// (writer.Error()); the writer is flushed.
-bool CopyRest(JobReader& reader, JobWriter& writer);
+bool CopyRest(DescriptorReader& reader, DescriptorWriter& writer);
 
-} // namespace kelvo::inject
+} // namespace kelvo
