@@ -18,7 +18,7 @@ esac
 
 bash scripts/install-deps.sh
 build_dir=${FUZZ_BUILD_DIR:-build-fuzz}
-targets=(${FUZZ_TARGETS:-ppd_parse_fuzzer text_converter_fuzzer constraints_fuzzer settings_fuzzer plist_fuzzer ticket_fuzzer apply_fuzzer auth_unpack_fuzzer})
+targets=(${FUZZ_TARGETS:-ppd_parse_fuzzer text_converter_fuzzer constraints_fuzzer settings_fuzzer plist_fuzzer ticket_fuzzer apply_fuzzer auth_unpack_fuzzer segment_fuzzer strings_fuzzer})
 
 CC=clang CXX=clang++ cmake -S . -B "$build_dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DKELVO_FUZZ=ON -DKELVO_BUILD_TESTS=OFF >/dev/null
