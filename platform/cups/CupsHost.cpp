@@ -173,6 +173,11 @@ public:
     std::string Failure() const {
         if (mCount > 0 || !ServerFailed())
             return "";
+        // libcups words a refused connection with whatever errno the closed
+        // socket left behind ("Bad file descriptor"): say what it means.
+        if (cupsLastError() == IPP_STATUS_ERROR_SERVICE_UNAVAILABLE)
+            return "cannot reach the print server " + ServerName(true) +
+                   ": it does not answer (is cupsd running? CUPS_SERVER and client.conf choose the server)";
         return "cannot reach the print server " + ServerName(true) + ": " + cupsLastErrorString();
     }
 
