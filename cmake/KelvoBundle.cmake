@@ -22,8 +22,11 @@ foreach(file IN LISTS KELVO_BUNDLE_FILES)
   endif()
 endforeach()
 
+# The helper programs inside the bundle are installed by their own rule
+# (cmake/KelvoHelper.cmake), with their modes; the build tree's links to them
+# are left out here.
 install(DIRECTORY ${KELVO_BUNDLE_BUILD_DIR}/ DESTINATION ${CMAKE_INSTALL_LIBDIR}/kelvo/${KELVO_BUNDLE_NAME}
-  COMPONENT runtime)
+  COMPONENT runtime PATTERN "*.app" EXCLUDE)
 
 # The installed programs find the bundle from their own folder: tell the
 # code the way from the programs' folder to the library folder
