@@ -15,6 +15,7 @@
 
 #include "PPDX/QJVPPD.h"
 #include "output/TempFiles.h"
+#include "panel/UI_PanelTree.h"
 #include "util/Log.h"
 #include "util/Utf8Cut.h"
 
@@ -68,6 +69,7 @@ PDEData::PDEData(QJVPPD* document, std::string printerName, platform::Host* host
     mAddressList = options.addressList ? std::make_unique<store::QJVTessaryPrinterPList>(*options.addressList)
                                        : std::make_unique<store::QJVTessaryPrinterPList>();
     mPrinterAddress = mAddressList->Find(mPrinterName);
+    mPrinterBidi = mAddressList->getIPEnabled(mPrinterName);
     mPageOrientation = GetPageOrientationFromOS();
     if (options.copyPPD)
         MakePPDCopy();
@@ -282,6 +284,41 @@ bool PDEData::GetPrimayPaperFeedFromOS(std::string& out) const {
         return false;
     out = std::string(value->StringOr(""));
     return true;
+}
+
+std::size_t PDEData::GetPPDShortcuts(PPDTree& tree) {
+    if (!mHost || !mDocument || !mDocument->GetControls())
+        return 0;
+    const std::string kept = TextSetting(mHost->Settings(), kQuickAccessKey, 64 * kMaxTreeShortcuts);
+    std::size_t added = 0;
+    std::size_t at = 0;
+    while (at < kept.size()) {
+        const std::size_t end = std::min(kept.find(' ', at), kept.size());
+        const std::string keyword = kept.substr(at, end - at);
+        at = end + 1;
+        // Only whole keywords a node can hold: a cut one would name another control.
+        if (keyword.empty() || keyword.size() >= kTreeKeywordSize || tree.FindShortcut(keyword))
+            continue;
+        PPDXControl* control = mDocument->GetControls()->FindAny(keyword.c_str());
+        if (!IsValidBasicPanelControl(control))
+            continue;
+        if (!tree.AddShortcut(control->CFStringUserName(), keyword))
+            break;
+        ++added;
+    }
+    return added;
+}
+
+void PDEData::SetPPDShortcuts(const PPDTree& tree) {
+    if (!mHost)
+        return;
+    std::string kept;
+    for (std::size_t i = 0; i < tree.shortcutCount; ++i) {
+        if (!kept.empty())
+            kept += ' ';
+        kept += tree.shortcuts[i].keyword;
+    }
+    mHost->Settings().Set(kQuickAccessKey, PropertyValue(kept));
 }
 
 int PDEData::UploadSwivaneXMLFiles(int kind) {

@@ -22,6 +22,8 @@ class QJVPPD;
 
 namespace kelvo::panel {
 
+struct PPDTree;
+
 /// A (keyword, option) pair of a list the panel keeps beside the PPD's
 /// options. Both are UTF-8 text.
 using KeyValuePair = std::pair<std::string, std::string>;
@@ -34,6 +36,8 @@ inline constexpr std::string_view kPadCoverCountKey = ".PadCov";
 /// The copy count, as the printing system names its option.
 inline constexpr std::string_view kCopiesKey = "copies";
 inline constexpr std::string_view kPrimaryPaperFeedKey = "com.apple.print.PrintSettings.PMPrimaryPaperFeed";
+/// The user's quick-access selection: control keywords separated by blanks.
+inline constexpr std::string_view kQuickAccessKey = ".QuickAccessKeys";
 
 /// Most mixed-media pairs, pad-cover pairs, and bytes of a restored pair's text.
 inline constexpr std::size_t kMaxMixedMedia = 255;
@@ -134,6 +138,14 @@ public:
     /// The primary paper feed of the print settings; false when absent.
     bool GetPrimayPaperFeedFromOS(std::string& out) const;
 
+    /// Adds the user's quick-access controls kept in the print settings
+    /// (kQuickAccessKey) to the tree's shortcuts: each keyword that names a
+    /// control allowed on the basic panel and is not a shortcut yet, while
+    /// the tree has room. Returns how many were added.
+    std::size_t GetPPDShortcuts(PPDTree& tree);
+    /// Keeps the tree's shortcut keywords in the print settings.
+    void SetPPDShortcuts(const PPDTree& tree);
+
     /// Hands the job to the workflow client when one is installed
     /// (docs/print-time-output.md): loads libsv2client.so from
     /// /usr/lib/kelvo/driver/MODEL/ or /usr/lib/kelvo/lib/ and calls its
@@ -173,6 +185,14 @@ public:
     bool HasPPDCopy() const { return mOwnsCopy; }
     const std::string& PrinterName() const { return mPrinterName; }
     const std::string& PrinterAddress() const { return mPrinterAddress; }
+    /// The bidirectional flag kept with the address (the address list's at
+    /// creation).
+    bool PrinterBidiFlag() const { return mPrinterBidi; }
+    /// Records the printer's address and flag for this dialog.
+    void SetTessaryPrinterAddress(std::string address, bool bidi) {
+        mPrinterAddress = std::move(address);
+        mPrinterBidi = bidi;
+    }
     const store::QJVTessaryPrinterPList& AddressList() const { return *mAddressList; }
 
     /// Keys for encrypted job notes and the credentials (not owned; null:
@@ -202,6 +222,7 @@ private:
     std::unique_ptr<store::QJVTessaryPrinterPList> mAddressList;
     std::string mPrinterName;
     std::string mPrinterAddress;
+    bool mPrinterBidi = false;
     int mPageOrientation = 1;
     const output::KeySet* mKeys = nullptr;
     bool mJobNotesUTF8 = true;
