@@ -25,7 +25,7 @@ const std::string& Sample() {
 }
 
 const char* const kSubcommands[] = {"inspect", "options", "ps",    "check", "validate", "printers", "snapshot",
-                                    "job",     "apply",   "ticket", "queue", "print",    "auth",     "note-crypt"};
+                                    "job",     "apply",   "ticket", "queue", "print",    "auth",     "note-crypt", "panel"};
 /// Subcommands of subcommands, whose options the documentation must cover too.
 const std::vector<std::vector<std::string>> kNestedCommands = {
     {"printers", "list"},   {"printers", "add"},     {"printers", "find"},       {"printers", "blob"},

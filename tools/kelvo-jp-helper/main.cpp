@@ -18,6 +18,7 @@
 #include <charconv>
 #include <chrono>
 #include <clocale>
+#include <cstdlib>
 #include <cstring>
 #include <optional>
 #include <string>
@@ -62,7 +63,8 @@ constexpr std::string_view kUsage =
     "the shared segment SEGMENT_ID, listens on its message port, and answers each\n"
     "request by writing the settings back, changed as the script says.\n"
     "\n"
-    "  --script FILE      lines \"set KEY VALUE\" and \"status N\" (default: no change, status 0)\n"
+    "  --script FILE      lines \"set KEY VALUE\" and \"status N\" (default: $KELVO_JP_HELPER_SCRIPT\n"
+    "                     when set, else no change, status 0)\n"
     "  --timeout SECONDS  end after this long without a request (default: when the panel detaches)\n"
     "  --once             end after the first request served\n"
     "  --verbose          show each request's settings and the library's log on standard error\n"
@@ -279,6 +281,11 @@ int main(int argc, char** argv) {
 
     // The script first: a mistake in it shows before anything is touched.
     jphelper::HelperScript script;
+    // The panel starts the helper with the segment id and minor number
+    // only, so a script for a driven exchange comes through the environment.
+    if (!options.script)
+        if (const char* fromEnvironment = std::getenv("KELVO_JP_HELPER_SCRIPT"); fromEnvironment && *fromEnvironment)
+            options.script = std::string(fromEnvironment);
     if (options.script) {
         std::optional<jphelper::HelperScript> read = jphelper::ReadHelperScript(*options.script, error);
         if (!read) {

@@ -25,5 +25,6 @@ void AddApplyCommands(CLI::App& app, std::vector<Command>& out);
 void AddJobCommands(CLI::App& app, std::vector<Command>& out);
 void AddQueueCommands(CLI::App& app, std::vector<Command>& out);
 void AddPrintCommands(CLI::App& app, std::vector<Command>& out);
+void AddPanelCommands(CLI::App& app, std::vector<Command>& out);
 
 } // namespace kelvo::tool

@@ -162,6 +162,7 @@ int main(int argc, char** argv) {
     AddApplyCommands(app, commands);
     AddQueueCommands(app, commands);
     AddPrintCommands(app, commands);
+    AddPanelCommands(app, commands);
 
     // CLI11 reports through exceptions, each with its own exit code; they end
     // here, so that every usage error has one status and one prefix.
