@@ -12,6 +12,12 @@ set(KELVO_HELPER_VERSIONS 3 4 4.1 4.2 4.4)
 file(GLOB KELVO_JP_HELPER_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tools/kelvo-jp-helper/*.cpp)
 add_executable(kelvo-jp-helper ${KELVO_JP_HELPER_SOURCES})
 target_link_libraries(kelvo-jp-helper PRIVATE kelvo_core)
+# With Qt the helper has its window (the job-properties window); without,
+# or when given a script, it answers headless.
+if(KELVO_HAVE_QT)
+  target_link_libraries(kelvo-jp-helper PRIVATE kelvo_panel_qt)
+  target_compile_definitions(kelvo-jp-helper PRIVATE KELVO_HELPER_WINDOW=1)
+endif()
 
 # The helper's path for version `v` under the bundle folder `bundle`.
 function(kelvo_helper_path out bundle v)

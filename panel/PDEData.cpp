@@ -309,6 +309,13 @@ std::size_t PDEData::GetPPDShortcuts(PPDTree& tree) {
     return added;
 }
 
+bool PDEData::HasSavedShortcuts() const {
+    if (!mHost)
+        return false;
+    const std::optional<PropertyValue> kept = mHost->Settings().Get(kQuickAccessKey);
+    return kept && kept->IsString();
+}
+
 void PDEData::SetPPDShortcuts(const PPDTree& tree) {
     if (!mHost)
         return;

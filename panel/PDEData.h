@@ -145,6 +145,9 @@ public:
     std::size_t GetPPDShortcuts(PPDTree& tree);
     /// Keeps the tree's shortcut keywords in the print settings.
     void SetPPDShortcuts(const PPDTree& tree);
+    /// Whether the print settings hold a quick-access list of the user's
+    /// (even an empty one): it then replaces the PPD's shortcuts.
+    bool HasSavedShortcuts() const;
 
     /// Hands the job to the workflow client when one is installed
     /// (docs/print-time-output.md): loads libsv2client.so from

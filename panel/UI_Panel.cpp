@@ -848,10 +848,14 @@ void UI_Panel::PopulatePPDTreeStructure() {
     QJVPPD* document = Document();
     if (!document || !document->GetControls())
         return;
-    if (PPDXShortcuts* shortcuts = document->GetShortcuts())
-        for (PPDXPopupControl* popup = shortcuts->First(); popup; popup = shortcuts->Next())
-            if (popup->Keyword() && PDEData::IsValidBasicPanelControl(popup))
-                mTree.AddShortcut(popup->CFStringUserName(), popup->Keyword());
+    // The user's own quick-access list, once customized, replaces the PPD's:
+    // otherwise a shortcut the user took out would come back with every
+    // rebuild of the tree.
+    if (!mData || !mData->HasSavedShortcuts())
+        if (PPDXShortcuts* shortcuts = document->GetShortcuts())
+            for (PPDXPopupControl* popup = shortcuts->First(); popup; popup = shortcuts->Next())
+                if (popup->Keyword() && PDEData::IsValidBasicPanelControl(popup))
+                    mTree.AddShortcut(popup->CFStringUserName(), popup->Keyword());
     if (mData)
         mData->GetPPDShortcuts(mTree);
 

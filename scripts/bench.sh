@@ -7,7 +7,7 @@
 # BENCH_REPETITIONS (default 3) the repetitions whose median is reported, and
 # BENCH_CALLGRIND=1 adds instruction counts, which a busy machine cannot skew.
 # `scripts/bench.sh filter` times the kelvo-inject filter instead, `print`
-# kelvo-pde print (see below).
+# kelvo-pde print, `panel` the Qt panel (see below).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/install-deps.sh
@@ -29,6 +29,15 @@ if [ "${1:-}" = print ]; then
   shift
   cmake --build "$build_dir" -j2 --target kelvo-print-bench
   exec "$build_dir/bench/kelvo-print-bench" "$@"
+fi
+# `scripts/bench.sh panel [ARGS]`: the Qt panel shown for the sample and for
+# 1,000 generated controls against a plain Qt form of the same controls, and
+# one re-grey (offscreen; ARGS go to the benchmark).
+if [ "${1:-}" = panel ]; then
+  shift
+  cmake --build "$build_dir" -j2 --target kelvo-panel-bench
+  exec "$build_dir/bench/kelvo-panel-bench" --benchmark_repetitions="${BENCH_REPETITIONS:-3}" \
+    --benchmark_report_aggregates_only=true "$@"
 fi
 cmake --build "$build_dir" -j2 --target kelvo-genppd kelvo-parse-bench kelvo-peakmem kelvo-genppd-tests
 bin=$build_dir/bench

@@ -4,7 +4,8 @@
 #   bash scripts/install-deps.sh run   building and running kelvo-pde only
 #   bash scripts/install-deps.sh all   everything (the default): tests, the C
 #                                      interface checks, corpus tool, fuzzing,
-#                                      benchmark, the PPD checker
+#                                      benchmark, the PPD checker, the Qt
+#                                      panel and programs
 #
 # Messages go to standard error: callers keep standard output for reports.
 set -euo pipefail
@@ -14,7 +15,9 @@ set -euo pipefail
 # libuuid (file names) and libacl (who may read an injection file); the rest
 # is found when present. The tests run a private CUPS server (cupsd, pstops
 # from the core drivers, pdftops from cups-filters) and judge the jobs it
-# writes with Ghostscript.
+# writes with Ghostscript. The desktop panel and programs need Qt 6 (Widgets,
+# PrintSupport, Test) and a font for the offscreen platform to draw text
+# with (without one it draws boxes, silently).
 run_packages=(g++ make cmake pkg-config zlib1g-dev libplist-dev nlohmann-json3-dev libcli11-dev libcups2-dev
   nettle-dev uuid-dev libacl1-dev)
 more_packages=(
@@ -23,6 +26,7 @@ more_packages=(
   clang libclang-rt-14-dev
   cups-daemon cups-client cups-core-drivers cups-filters time
   ghostscript poppler-utils python3
+  qt6-base-dev fonts-dejavu-core
 )
 
 case ${1:-all} in

@@ -239,19 +239,41 @@ TEST(UI_PanelTree, CapacitiesRefuseWithALogLineAndNeverOverrun) {
     EXPECT_EQ(GetShortcutFromKeyword("*Q30"), nullptr);
 }
 
-TEST(UI_PanelTree, KeptQuickAccessKeysJoinThePPDShortcutsOnce) {
+TEST(UI_PanelTree, KeptQuickAccessKeysReplaceThePPDShortcuts) {
     World w(kControls + Popup("*QJStaple", "*QJStaple Off/Off: \"\"\n*QJStaple On/On: \"\"\n",
                               "*DefaultQJStaple: Off\n") +
             Popup("*QJMMInUse", "*QJMMInUse No/No: \"\"\n", "*DefaultQJMMInUse: No\n"));
-    w.host.Settings().Set(kQuickAccessKey, PropertyValue("*QJStaple *Nope *QJDuplex *QJMMInUse"));
-    auto panel = w.Make();
-    const UI_Panel::Tree& tree = panel->GetTree();
-    ASSERT_EQ(tree.shortcutCount, 2u); // the PPD's *QJDuplex, then *QJStaple; no full-properties control
-    EXPECT_EQ(tree.shortcuts[0].keyword, "*QJDuplex");
-    EXPECT_EQ(tree.shortcuts[1].keyword, "*QJStaple");
-    EXPECT_EQ(tree.shortcuts[1].position, 103); // QJGroup: QJDuplex, PageSize, QJScale, QJStaple
-    w.data->SetPPDShortcuts(tree);
-    EXPECT_EQ(w.host.Settings().Get(kQuickAccessKey), PropertyValue("*QJDuplex *QJStaple"));
+    struct Row {
+        const char* kept; // null: never customized
+        std::vector<std::string> shortcuts;
+    };
+    const Row rows[] = {
+        {nullptr, {"*QJDuplex"}},                                               // the PPD's own
+        {"*QJStaple *Nope *QJDuplex *QJMMInUse *QJStaple", {"*QJStaple", "*QJDuplex"}}, // user's order, once
+        {"", {}},                                                               // all taken out
+    };
+    for (const Row& row : rows) {
+        if (row.kept)
+            w.host.Settings().Set(kQuickAccessKey, PropertyValue(row.kept));
+        else
+            w.host.Settings().Remove(kQuickAccessKey);
+        auto panel = w.Make();
+        const UI_Panel::Tree& tree = panel->GetTree();
+        std::vector<std::string> got;
+        for (std::size_t i = 0; i < tree.shortcutCount; ++i)
+            got.push_back(tree.shortcuts[i].keyword);
+        EXPECT_EQ(got, row.shortcuts) << (row.kept ? row.kept : "(none)");
+        if (const PPDTreeShortcut* staple = tree.FindShortcut("*QJStaple")) {
+            EXPECT_EQ(staple->position, 103); // QJGroup: QJDuplex, PageSize, QJScale, QJStaple
+        }
+        w.data->SetPPDShortcuts(tree);
+        const std::string saved(w.host.Settings().Get(kQuickAccessKey)->StringOr("?"));
+        std::string expected;
+        for (const std::string& k : row.shortcuts)
+            expected += (expected.empty() ? "" : " ") + k;
+        EXPECT_EQ(saved, expected);
+        panel.reset();
+    }
 }
 
 // ---- the settings list ----

@@ -1,7 +1,9 @@
-// kelvo-jp-helper: a job-properties helper without a window. It serves the
-// panel's requests over the shared segment and the message port, changing
-// the settings as a script says, so the whole exchange can be driven and
-// checked from the command line and from tests.
+// kelvo-jp-helper: the job-properties helper. It serves the panel's
+// requests over the shared segment and the message port. Built with Qt and
+// given no script, it shows each request in the job-properties window;
+// otherwise it answers without a window, changing the settings as a script
+// says, so the whole exchange can be driven and checked from the command
+// line and from tests.
 //
 //   kelvo-jp-helper SEGMENT_ID MINOR [--script FILE] [--timeout SECONDS] [--once] [--verbose]
 //
@@ -27,6 +29,8 @@
 #include <vector>
 
 #include "HelperScript.h"
+#include "WindowMode.h"
+#include "WindowScript.h"
 #include "panel/SharedMemoryList.h"
 #include "platform/MessagePort.h"
 #include "platform/sysv/SysVSharedSegments.h"
@@ -59,12 +63,20 @@ constexpr double kMaxTimeoutSeconds = 365.0 * 24 * 3600;
 constexpr std::string_view kUsage =
     "Usage: kelvo-jp-helper SEGMENT_ID MINOR [--script FILE] [--timeout SECONDS] [--once] [--verbose]\n"
     "\n"
-    "Serves the print panel's job-properties requests without a window: attaches\n"
-    "the shared segment SEGMENT_ID, listens on its message port, and answers each\n"
-    "request by writing the settings back, changed as the script says.\n"
+    "Serves the print panel's job-properties requests: attaches the shared segment\n"
+    "SEGMENT_ID, listens on its message port, and answers each request by writing\n"
+    "the settings back.\n"
     "\n"
-    "  --script FILE      lines \"set KEY VALUE\" and \"status N\" (default: $KELVO_JP_HELPER_SCRIPT\n"
-    "                     when set, else no change, status 0)\n"
+    "Without a script, when built with the desktop window and run at a display,\n"
+    "each request opens the job-properties window: OK answers the edited settings\n"
+    "with status 0, Cancel status 1. $KELVO_JP_HELPER_WINDOW_SCRIPT may name a file\n"
+    "driving that window (also under QT_QPA_PLATFORM=offscreen), one command a\n"
+    "line: \"set KEYWORD VALUE\" (through the control's editor), \"screenshot\n"
+    "FILE.png\", and last \"ok\" or \"cancel\".\n"
+    "\n"
+    "  --script FILE      answer without a window: lines \"set KEY VALUE\" and \"status N\"\n"
+    "                     (default: $KELVO_JP_HELPER_SCRIPT when set; with neither and no\n"
+    "                     window: no change, status 0)\n"
     "  --timeout SECONDS  end after this long without a request (default: when the panel detaches)\n"
     "  --once             end after the first request served\n"
     "  --verbose          show each request's settings and the library's log on standard error\n"
@@ -235,6 +247,20 @@ void AwaitOpenMark(const panel::SharedMemoryList& view) {
 
 /// One request: read the settings, show them, apply the script, write them
 /// back and answer. The status goes last: it is what the panel polls for.
+/// One request in the window: the user (or the window script) edits the
+/// settings and presses OK or Cancel.
+void ServeInWindow(std::string_view action, panel::SharedMemoryList& view, platform::SharedSegments& segments,
+                   int segmentId, const jphelper::WindowScript* script, bool verbose) {
+    AwaitOpenMark(view);
+    if (verbose)
+        Say("request " + std::string(action) + ": opening the window over " + std::to_string(view.SettingsCount()) +
+            " setting(s) in slots");
+    const long status = jphelper::ServeWithWindow(view, segments, segmentId, script,
+                                                  [](std::string_view text) { Say(text); });
+    if (verbose)
+        Say("answered " + std::to_string(status) + " from the window");
+}
+
 void Serve(std::string_view action, panel::SharedMemoryList& view, platform::SharedSegments& segments,
            int segmentId, const jphelper::HelperScript& script, bool verbose) {
     AwaitOpenMark(view);
@@ -294,6 +320,31 @@ int main(int argc, char** argv) {
         }
         script = std::move(*read);
     }
+    // The window serves when nothing scripts the headless answer and
+    // somebody can answer it: a user at a display, or the window's own
+    // script (for tests and screenshots), read now so that a mistake in it
+    // also shows before anything is touched.
+    bool window = false;
+    std::optional<jphelper::WindowScript> windowScript;
+    if (!options.script && jphelper::WindowBuilt()) {
+        if (const char* path = std::getenv("KELVO_JP_HELPER_WINDOW_SCRIPT"); path && *path) {
+            windowScript = jphelper::ReadWindowScript(path, error);
+            if (!windowScript) {
+                Say(error);
+                return kExitUsage;
+            }
+            window = jphelper::WindowPossible();
+        } else {
+            window = jphelper::WindowAnswerable();
+        }
+        if (!window && options.verbose)
+            Say("nobody can answer a window here: answering without one");
+    }
+
+    // Whichever way main returns, a window's application ends first.
+    struct WindowsEnd {
+        ~WindowsEnd() { jphelper::EndWindows(); }
+    } windowsEnd;
 
     platform::SysVSharedSegments segments;
     int attachError = 0;
@@ -355,7 +406,11 @@ int main(int argc, char** argv) {
             Say("ignoring unknown request \"" + request + "\"");
             continue;
         }
-        Serve(request, *view, segments, options.segmentId, script, options.verbose);
+        if (window)
+            ServeInWindow(request, *view, segments, options.segmentId, windowScript ? &*windowScript : nullptr,
+                          options.verbose);
+        else
+            Serve(request, *view, segments, options.segmentId, script, options.verbose);
         if (options.once)
             return kExitOK;
         idleSince = Clock::now();

@@ -1,6 +1,5 @@
 // kelvo-pde print: the panel's save-for-print for a CUPS queue, then the
 // files submitted with the injection file as a job option.
-#include <cups/cups.h>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -17,6 +16,7 @@
 #include "Commands.h"
 #include "SaveForPrint.h"
 #include "platform/cups/CupsHost.h"
+#include "platform/cups/CupsJob.h"
 
 namespace kelvo::tool {
 
@@ -30,21 +30,6 @@ struct PrintRequest {
     std::optional<int> copies;
     std::optional<int> orientation;
     std::string hostApp;
-};
-
-/// libcups's option array, freed with the object.
-class OptionArray {
-public:
-    ~OptionArray() { cupsFreeOptions(mCount, mOptions); }
-    void Add(const std::string& name, const std::string& value) {
-        mCount = cupsAddOption(name.c_str(), value.c_str(), mCount, &mOptions);
-    }
-    int Count() const { return mCount; }
-    cups_option_t* Data() const { return mOptions; }
-
-private:
-    int mCount = 0;
-    cups_option_t* mOptions = nullptr;
 };
 
 int Run(const PrintRequest& request) {
@@ -87,9 +72,7 @@ int Run(const PrintRequest& request) {
     if (!written.string().starts_with("/tmp/Kelvo.temp"))
         std::cerr << "kelvo-pde: warning: " << ForTerminal(written.string())
                   << " is not in /tmp (KELVO_TMPDIR is set): the printer's filter will not read it\n";
-    OptionArray options;
-    for (const auto& [name, value] : host->JobOptions())
-        options.Add(name, value);
+    const std::vector<platform::CupsOption> options = host->JobOptions();
     host->Page().orientation = keptOrientation;
     if (keptCopies)
         host->Settings().Set("copies", *keptCopies);
@@ -98,18 +81,11 @@ int Run(const PrintRequest& request) {
     std::string error;
     if (!host->Save(error))
         std::cerr << "kelvo-pde: warning: the choices are not kept for the next job: " << ForTerminal(error) << "\n";
-    std::vector<const char*> files;
-    for (const std::string& file : request.files)
-        files.push_back(file.c_str());
     const std::string title =
         request.title.value_or(std::filesystem::path(request.files.front()).filename().string());
-    // An instance ("NAME/INSTANCE") prints on its queue with its own options.
-    const std::string queue = request.queue.substr(0, request.queue.find('/'));
-    const int id = cupsPrintFiles2(CUPS_HTTP_DEFAULT, queue.c_str(), static_cast<int>(files.size()), files.data(),
-                                   title.c_str(), options.Count(), options.Data());
+    const int id = platform::SubmitFiles(request.queue, request.files, title, options, error);
     if (id <= 0) {
-        std::cerr << "kelvo-pde: " << ForTerminal(request.queue) << ": the job was not accepted: "
-                  << ForTerminal(cupsLastErrorString()) << "\n";
+        std::cerr << "kelvo-pde: " << ForTerminal(error) << "\n";
         // The ticket will never be read: leave nothing with job notes behind.
         std::error_code ec;
         std::filesystem::remove(written, ec);

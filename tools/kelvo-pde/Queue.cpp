@@ -2,7 +2,6 @@
 // a PPD path.
 #include <iostream>
 #include <memory>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -10,6 +9,7 @@
 #include "Commands.h"
 #include "SaveForPrint.h"
 #include "platform/cups/CupsHost.h"
+#include "platform/cups/CupsJob.h"
 #include "platform/cups/CupsQueue.h"
 
 namespace kelvo::tool {
@@ -83,15 +83,7 @@ std::unique_ptr<platform::CupsHost> OpenQueue(const std::string& name, std::ostr
 }
 
 void RestoreQueueChoices(QJVPPD& doc, platform::CupsHost& host) {
-    std::set<std::string, std::less<>> controls, notes;
-    for (PPDXControl* control : doc.GetControls()->All()) {
-        if (!control->Keyword())
-            continue;
-        controls.insert(control->Keyword());
-        if (control->Type() == kControlTypeJobNote)
-            notes.insert(control->Keyword());
-    }
-    host.Settings().DescribeControls(std::move(controls), std::move(notes));
+    platform::DescribeQueueControls(doc, host.Settings());
     ApplySavedValues(doc, host.Settings());
 }
 
