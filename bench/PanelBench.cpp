@@ -10,6 +10,7 @@
 //   Regrey      one choice changed through its editor: the value, every
 //               editor re-greyed, the settingsChanged signal.
 // Run: scripts/bench.sh panel (QT_QPA_PLATFORM=offscreen is set here).
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -144,6 +145,12 @@ void Regrey(benchmark::State& state, const std::filesystem::path* ppd) {
 
 int main(int argc, char** argv) {
     ::setenv("QT_QPA_PLATFORM", "offscreen", 0);
+    // The offscreen platform warns at every first show; the table is what
+    // this program is for.
+    qInstallMessageHandler([](QtMsgType type, const QMessageLogContext&, const QString& text) {
+        if (type != QtDebugMsg && type != QtInfoMsg && !text.contains(QStringLiteral("propagateSizeHints")))
+            std::fprintf(stderr, "%s\n", qPrintable(text));
+    });
     QApplication app(argc, argv);
     kelvo::SetLogSink({});
     gSample = KELVO_SAMPLES "/kelvo-sample.ppd";

@@ -240,7 +240,7 @@ struct KelvoPanelWidget::Impl {
 
     void BuildAddressRow(QVBoxLayout& main) {
         auto* row = new QHBoxLayout;
-        auto* label = new QLabel(Text(strings, "Printer Address", "Printer address:"), q);
+        auto* label = new QLabel(Text(strings, "Printer Address Label", "Printer address:"), q);
         address = new QLineEdit(q);
         address->setObjectName(QStringLiteral("printerAddress"));
         address->setAccessibleName(Text(strings, "Printer Address", "Printer address"));

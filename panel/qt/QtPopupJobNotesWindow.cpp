@@ -79,6 +79,9 @@ void QtPopupJobNotesWindow::DoOpen(std::string_view title, std::span<const Popup
     dialog->setObjectName(QStringLiteral("popupJobNotes"));
     dialog->setWindowTitle(FromUtf8(title));
     dialog->setModal(true);
+    // Room for an account number or a sentence of instructions without
+    // scrolling the field.
+    dialog->setMinimumWidth(380);
 
     auto* outer = new QVBoxLayout(dialog);
     auto* form = new QFormLayout;

@@ -2,6 +2,8 @@
 // window answering a real panel in another process.
 #include <gtest/gtest.h>
 
+#include "Screenshots.h"
+
 #include <chrono>
 #include <fstream>
 #include <string>
@@ -252,6 +254,7 @@ TEST(JobPropertiesWindow, TheHelperWindowAnswersARealPanelInAnotherProcess) {
     // The window was really up: its picture was taken before OK.
     EXPECT_TRUE(fs::exists(shot));
     EXPECT_GT(fs::exists(shot) ? fs::file_size(shot) : 0u, 1000u);
+    kelvotest::KeepScreenshot(shot, "job-properties.png");
 }
 
 TEST(JobPropertiesWindow, ABadWindowScriptEndsTheHelperBeforeItTouchesASegment) {

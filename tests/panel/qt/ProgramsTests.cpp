@@ -3,6 +3,8 @@
 // both rendering their windows for the documentation.
 #include <gtest/gtest.h>
 
+#include "Screenshots.h"
+
 #include <cstdlib>
 #include <filesystem>
 #include <string>
@@ -43,23 +45,6 @@ std::size_t Count(const std::string& text, std::string_view what) {
     for (std::size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + what.size()))
         ++n;
     return n;
-}
-
-/// Where the screenshots go: the build folder, and the documentation's
-/// folder when KELVO_UPDATE_SCREENSHOTS=1 asks for new ones.
-std::vector<std::filesystem::path> ScreenshotPlaces(const std::string& name) {
-    std::vector<std::filesystem::path> places;
-    std::error_code ec;
-    const std::filesystem::path here = std::filesystem::current_path(ec) / "screenshots";
-    std::filesystem::create_directories(here, ec);
-    places.push_back(here / name);
-    const char* update = std::getenv("KELVO_UPDATE_SCREENSHOTS");
-    if (update && std::string(update) == "1") {
-        const std::filesystem::path docs = std::filesystem::path(KELVO_SOURCE_DIR) / "docs" / "screenshots";
-        std::filesystem::create_directories(docs, ec);
-        places.push_back(docs / name);
-    }
-    return places;
 }
 
 /// A PNG of at least the given size that Qt reads back.
@@ -122,7 +107,7 @@ TEST(Programs, MistakesAreNamedWithTheirReason) {
 }
 
 TEST(Programs, PanelScreenshotShowsTheWholeWindow) {
-    const std::vector<std::filesystem::path> places = ScreenshotPlaces("kelvo-panel.png");
+    const std::vector<std::filesystem::path> places = kelvotest::ScreenshotPlaces("kelvo-panel.png");
     for (const std::filesystem::path& png : places) {
         const ProgramRun run =
             RunProgram(KELVO_PANEL_BIN, {"--ppd", SamplePath("kelvo-sample.ppd").string(), "--screenshot", png.string()});
@@ -233,7 +218,7 @@ TEST_F(KelvoPrint, AQueueThatIsNotThereIsAnError) {
 
 TEST_F(KelvoPrint, DialogScreenshotShowsThePanelTab) {
     AddQueue("kelvo_shot", SamplePath("kelvo-sample.ppd"));
-    for (const std::filesystem::path& png : ScreenshotPlaces("kelvo-print-dialog.png")) {
+    for (const std::filesystem::path& png : kelvotest::ScreenshotPlaces("kelvo-print-dialog.png")) {
         const ProgramRun run = RunProgram(KELVO_PRINT_BIN, {"--queue", "kelvo_shot", "--screenshot", png.string(),
                                                             DataPath("jobs/two-pages.ps").string()});
         ASSERT_EQ(run.status, 0) << run.err;

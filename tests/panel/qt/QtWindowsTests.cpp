@@ -18,6 +18,7 @@
 #include <QTest>
 #include <QTimer>
 
+#include "Screenshots.h"
 #include "panel/qt/QtPopupJobNotesWindow.h"
 #include "platform/qt/QtAlerts.h"
 #include "platform/qt/QtEventLoop.h"
@@ -178,6 +179,8 @@ TEST(QtPopupJobNotesWindow, BuildsOneRowPerFieldWithSecureFieldsMasked) {
         buddies += label->buddy() == Field(dialog, 0) || label->buddy() == Field(dialog, 1);
     EXPECT_EQ(buddies, 2);
     EXPECT_TRUE(dialog->findChild<QCheckBox*>(QStringLiteral("always"))->isChecked());
+    dialog->adjustSize();
+    EXPECT_FALSE(kelvotest::SaveScreenshot(*dialog, "popup-job-notes.png").empty());
     window.Close();
     EXPECT_EQ(window.Dialog(), nullptr);
 }
