@@ -9,7 +9,9 @@
 
 #include <QCheckBox>
 #include <QComboBox>
+#include <QAbstractItemView>
 #include <QDoubleSpinBox>
+#include <QEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPalette>
@@ -178,7 +180,20 @@ public:
             combo->addItem(title, QString::fromUtf8(choice));
         }
         QObject::connect(combo, &QComboBox::activated, this, [this](int index) { Picked(index); });
+        combo->view()->installEventFilter(this);
         DoRefresh();
+    }
+
+    /// A choice that stays forbidden may be so for another reason after a
+    /// change elsewhere; its tooltip is asked again when the list opens,
+    /// the only time anyone reads it, rather than at every re-grey.
+    bool eventFilter(QObject* watched, QEvent* event) override {
+        if (event->type() == QEvent::Show && watched == mCombo->view())
+            for (std::size_t i = 0; i < mGreyed.size() && i < static_cast<std::size_t>(mCombo->count()); ++i)
+                if (mGreyed[i])
+                    mCombo->setItemData(static_cast<int>(i), ConflictTip(mPopup.ItemAt(i)->Keyword()),
+                                        Qt::ToolTipRole);
+        return false;
     }
 
     void DoRefresh() override {
@@ -250,6 +265,7 @@ public:
             check->setObjectName(QString::fromUtf8(choice));
             column->addWidget(check);
             mBoxes.push_back(check);
+            check->installEventFilter(this);
             QObject::connect(check, &QCheckBox::clicked, this, [this, i](bool on) { Toggled(i, on); });
         }
         // The label's buddy is the column: focus goes to its first box.
@@ -284,6 +300,16 @@ public:
             mBoxes[i]->setToolTip(greyed[i] ? ConflictTip(mPopup.ItemAt(i)->Keyword()) : QString());
         }
         mGreyed = std::move(greyed);
+    }
+
+    /// The reason a box is forbidden is asked again when its tooltip is
+    /// about to show (it may have changed since the box was greyed).
+    bool eventFilter(QObject* watched, QEvent* event) override {
+        if (event->type() == QEvent::ToolTip)
+            for (std::size_t i = 0; i < mBoxes.size() && i < mGreyed.size(); ++i)
+                if (mBoxes[i] == watched && mGreyed[i])
+                    mBoxes[i]->setToolTip(ConflictTip(mPopup.ItemAt(i)->Keyword()));
+        return false;
     }
 
 private:
@@ -326,7 +352,15 @@ public:
     BooleanEditor(PPDXBooleanControl& control, QJVPPD& doc, QCheckBox* check, const Words& words)
         : EditorBase(control, doc, check, nullptr, words), mBoolean(control), mCheck(check) {
         QObject::connect(check, &QCheckBox::clicked, this, [this](bool on) { Toggled(on); });
+        check->installEventFilter(this);
         DoRefresh();
+    }
+
+    /// As for a pick-many box: the reason is asked again on hover.
+    bool eventFilter(QObject* watched, QEvent* event) override {
+        if (event->type() == QEvent::ToolTip && watched == mCheck && mState > 0)
+            mCheck->setToolTip(ConflictTip(mBoolean.IsTrue() ? "False" : "True"));
+        return false;
     }
 
     void DoRefresh() override {

@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "CupsServer.h"
+#include "CupsServerSuite.h"
 #include "TestSupport.h"
 
 using namespace kelvotest;
@@ -34,30 +34,11 @@ int Ghostscript(const std::string& device, const std::string& file, std::string&
                     said);
 }
 
-class PrintThroughCups : public ::testing::Test {
+class PrintThroughCups : public CupsServerSuite {
 protected:
-    static void SetUpTestSuite() {
-        server = CupsServer::Start(reason);
-        if (server)
-            server->UseAsClient();
-    }
-    static void TearDownTestSuite() { server.reset(); }
-
-    void SetUp() override {
-        if (!server) {
-            if (CupsServer::Required())
-                FAIL() << "cupsd did not start: " << reason;
-            GTEST_SKIP() << "cupsd did not start: " << reason;
-        }
-    }
-
     /// A queue of the sample PPD set up by kelvo-pde, writing to its own file.
     std::string AddQueue(const std::string& name) {
-        const std::filesystem::path out = server->Root() / (name + ".prn");
-        const FullRun added = RunToolFull(
-            {"queue", "add", name, "--ppd", SamplePath("kelvo-sample.ppd").string(), "--device", "file://" + out.string()});
-        EXPECT_EQ(added.status, 0) << added.err;
-        outputs[name] = out;
+        outputs[name] = AddKelvoQueue(name, SamplePath("kelvo-sample.ppd"));
         return name;
     }
 
@@ -75,7 +56,6 @@ protected:
         return job;
     }
 
-    static std::string Tail(const std::string& log) { return log.size() > 4000 ? log.substr(log.size() - 4000) : log; }
 
     /// What every printed job must show: our pieces where the site table
     /// puts them, the server's own feature code for the keywords the panel
@@ -112,8 +92,6 @@ protected:
         EXPECT_GT(y, 0.001) << said;
     }
 
-    static inline std::unique_ptr<CupsServer> server;
-    static inline std::string reason;
     std::map<std::string, std::filesystem::path> outputs;
 };
 

@@ -177,6 +177,15 @@ TEST_F(EditorTest, ConstrainedChoicesAreGreyedWithTheReason) {
         EXPECT_EQ(combo->itemData(index, Qt::ToolTipRole).toString(), QString(row.tip));
     }
 
+    // Still forbidden, now for another reason: the list says the new one
+    // when it opens.
+    ASSERT_TRUE(mDoc->SetValueForKey("*QJDuplex", "DuplexTumble"));
+    editor->Regrey();
+    combo->showPopup();
+    EXPECT_EQ(combo->itemData(combo->findData(QString("Transparency")), Qt::ToolTipRole).toString(),
+              QString("Conflicts with Two-Sided Printing: Short-Edge Binding"));
+    combo->hidePopup();
+
     // Once the conflict is gone the greying goes too.
     ASSERT_TRUE(mDoc->SetValueForKey("*QJDuplex", "None"));
     editor->Regrey();

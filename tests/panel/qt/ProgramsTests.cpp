@@ -12,7 +12,7 @@
 
 #include <QImage>
 
-#include "CupsServer.h"
+#include "CupsServerSuite.h"
 #include "TestSupport.h"
 
 using namespace kelvotest;
@@ -116,36 +116,11 @@ TEST(Programs, PanelScreenshotShowsTheWholeWindow) {
     }
 }
 
-class KelvoPrint : public ::testing::Test {
+class KelvoPrint : public CupsServerSuite {
 protected:
-    static void SetUpTestSuite() {
-        server = CupsServer::Start(reason);
-        if (server)
-            server->UseAsClient();
+    static std::filesystem::path AddQueue(const std::string& name, const std::filesystem::path& ppd) {
+        return AddKelvoQueue(name, ppd);
     }
-    static void TearDownTestSuite() { server.reset(); }
-
-    void SetUp() override {
-        if (!server) {
-            if (CupsServer::Required())
-                FAIL() << "cupsd did not start: " << reason;
-            GTEST_SKIP() << "cupsd did not start: " << reason;
-        }
-    }
-
-    /// A queue for `ppd` set up by kelvo-pde, writing to its own file.
-    std::filesystem::path AddQueue(const std::string& name, const std::filesystem::path& ppd) {
-        const std::filesystem::path out = server->Root() / (name + ".prn");
-        const FullRun added =
-            RunToolFull({"queue", "add", name, "--ppd", ppd.string(), "--device", "file://" + out.string()});
-        EXPECT_EQ(added.status, 0) << added.err;
-        return out;
-    }
-
-    static std::string Tail(const std::string& log) { return log.size() > 4000 ? log.substr(log.size() - 4000) : log; }
-
-    static inline std::unique_ptr<CupsServer> server;
-    static inline std::string reason;
 };
 
 TEST_F(KelvoPrint, KelvoQueueJobCarriesThePanelsPieces) {
