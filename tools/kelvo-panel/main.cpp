@@ -27,6 +27,7 @@
 #include "panel/qt/PanelSession.h"
 #include "platform/cups/CupsJob.h"
 #include "platform/memory/InMemoryHost.h"
+#include "platform/qt/QtDisplay.h"
 
 namespace {
 
@@ -113,6 +114,8 @@ int Run(const Request& request, int& argc, char** argv) {
             memory.SetProcessName("kelvo-panel");
     }
 
+    if (const std::string why = kelvo::platform::MissingDisplayReason(); !why.empty())
+        return Fail(why);
     QApplication app(argc, argv);
     QApplication::setApplicationName("kelvo-panel");
     QApplication::setApplicationVersion(KELVO_VERSION_STRING);

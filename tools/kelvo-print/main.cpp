@@ -30,6 +30,7 @@
 #include "panel/qt/KelvoPanelWidget.h"
 #include "panel/qt/PanelSession.h"
 #include "platform/cups/CupsJob.h"
+#include "platform/qt/QtDisplay.h"
 
 namespace {
 
@@ -178,6 +179,8 @@ int Run(Request& request, int& argc, char** argv) {
     if (kelvo.name.empty() && queues.empty())
         return Fail("the print server has no printers");
 
+    if (const std::string why = kelvo::platform::MissingDisplayReason(); !why.empty())
+        return Fail(why);
     QApplication app(argc, argv);
     QApplication::setApplicationName("kelvo-print");
     QApplication::setApplicationVersion(KELVO_VERSION_STRING);

@@ -97,6 +97,11 @@ TEST(Programs, MistakesAreNamedWithTheirReason) {
          "kelvo-panel: /nonexistent/a.ppd: No such file or directory\n"},
         {KELVO_PANEL_BIN, {"--state", "x.json"}, 1, "kelvo-panel: --state requires --ppd"},
         {KELVO_PRINT_BIN, {"/nonexistent/a.ps"}, 2, "kelvo-print: /nonexistent/a.ps: No such file or directory\n"},
+        // Qt's own answer would be an abort about plugins.
+        {"/usr/bin/env",
+         {"-u", "QT_QPA_PLATFORM", "-u", "DISPLAY", "-u", "WAYLAND_DISPLAY", KELVO_PANEL_BIN, "--ppd",
+          SamplePath("kelvo-sample.ppd").string()},
+         2, "kelvo-panel: no display to open the window on"},
     };
     for (const Row& row : rows) {
         const ProgramRun run = RunProgram(row.program, row.args);
