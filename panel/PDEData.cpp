@@ -3,6 +3,7 @@
 #include "panel/PDEData.h"
 
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -78,8 +79,12 @@ PDEData::PDEData(QJVPPD* document, std::string printerName, platform::Host* host
 PDEData::~PDEData() {
     if (!mOwnsCopy)
         return;
-    std::error_code ec;
-    std::filesystem::remove(mPPDCopyPath, ec);
+    // Only our own copy: a dialog opened since for the same PPD has put its
+    // copy at this name, and its helper may be reading it.
+    struct stat st {};
+    if (lstat(mPPDCopyPath.c_str(), &st) == 0 && S_ISREG(st.st_mode) && st.st_dev == mCopyDevice &&
+        st.st_ino == mCopyInode)
+        ::unlink(mPPDCopyPath.c_str());
 }
 
 void PDEData::MakePPDCopy() {
@@ -110,20 +115,62 @@ void PDEData::MakePPDCopy() {
             Log("PPD copy " + mPPDCopyPath.string() + ": the name is taken by a file that is not ours; no copy made");
             return;
         }
-        std::error_code ec;
-        std::filesystem::remove(mPPDCopyPath, ec);
     }
-    // copy_option none creates the target with O_CREAT|O_EXCL: it never
-    // opens an existing file and never follows a symbolic link.
-    std::error_code ec;
-    if (!std::filesystem::copy_file(source, mPPDCopyPath, std::filesystem::copy_options::none, ec)) {
-        Log("PPD copy " + mPPDCopyPath.string() + ": " + ec.message());
+    // The copy is written under a name of its own (created exclusively, mode
+    // 0600, never through a link) and then renamed into place, which
+    // replaces a copy of ours (an earlier dialog's, or one still open for
+    // the same PPD) in one step: a helper reading the name always finds a
+    // whole file.
+    std::string staging = mPPDCopyPath.string() + ".XXXXXX";
+    const int out = ::mkstemp(staging.data());
+    if (out < 0) {
+        Log("PPD copy " + mPPDCopyPath.string() + ": " + std::strerror(errno));
+        return;
+    }
+    const int in = ::open(source.c_str(), O_RDONLY | O_CLOEXEC);
+    bool copied = in >= 0;
+    int error = in >= 0 ? 0 : errno;
+    char buffer[64 * 1024];
+    while (copied) {
+        const ssize_t got = ::read(in, buffer, sizeof buffer);
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got <= 0) {
+            copied = got == 0;
+            error = got < 0 ? errno : 0;
+            break;
+        }
+        for (ssize_t done = 0; done < got;) {
+            const ssize_t put = ::write(out, buffer + done, static_cast<std::size_t>(got - done));
+            if (put < 0 && errno == EINTR)
+                continue;
+            if (put <= 0) {
+                copied = false;
+                error = put < 0 ? errno : EIO;
+                break;
+            }
+            done += put;
+        }
+    }
+    struct stat made {};
+    if (copied && ::fstat(out, &made) != 0) {
+        copied = false;
+        error = errno;
+    }
+    if (in >= 0)
+        ::close(in);
+    if (::close(out) != 0 && copied) {
+        copied = false;
+        error = errno;
+    }
+    if (!copied || ::rename(staging.c_str(), mPPDCopyPath.c_str()) != 0) {
+        Log("PPD copy " + mPPDCopyPath.string() + ": " + std::strerror(copied ? errno : error));
+        ::unlink(staging.c_str());
         return;
     }
     mOwnsCopy = true;
-    std::filesystem::permissions(mPPDCopyPath,
-                                 std::filesystem::perms::owner_read | std::filesystem::perms::owner_write,
-                                 std::filesystem::perm_options::replace, ec);
+    mCopyDevice = made.st_dev;
+    mCopyInode = made.st_ino;
 }
 
 // ---- the lists ----

@@ -2,6 +2,8 @@
 // the PPD copy for the job-properties helper, and the print-time assembly.
 #pragma once
 
+#include <sys/types.h>
+
 #include <array>
 #include <filesystem>
 #include <memory>
@@ -221,6 +223,11 @@ private:
     std::vector<KeyValuePair> mPadCovers;
     std::filesystem::path mPPDCopyPath;
     bool mOwnsCopy = false;
+    /// The copy this panel made (device, inode): another dialog's panel for
+    /// the same PPD puts its own copy at the same name, which this one must
+    /// not remove when it goes.
+    dev_t mCopyDevice = 0;
+    ino_t mCopyInode = 0;
     platform::Host* mHost;
     std::unique_ptr<store::QJVTessaryPrinterPList> mAddressList;
     std::string mPrinterName;

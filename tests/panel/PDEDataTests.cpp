@@ -283,6 +283,22 @@ TEST(PDEData, PPDCopyIsMadeSafelyAndRemoved) {
     }
     EXPECT_TRUE(std::filesystem::is_symlink(copy)); // not ours: left alone
 
+    // Two dialogs for the same printer: the later one's copy replaces the
+    // first one's in place, and the first one going does not take it along.
+    std::filesystem::remove(copy);
+    {
+        auto first = std::make_unique<PDEData>(doc.get(), "office", nullptr, options);
+        PDEData second(doc.get(), "office", nullptr, options);
+        ASSERT_TRUE(first->HasPPDCopy());
+        ASSERT_TRUE(second.HasPPDCopy());
+        first.reset();
+        EXPECT_EQ(kelvotest::ReadFile(copy), text) << "the second dialog's helper still reads it";
+        EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder / "copies"),
+                                std::filesystem::directory_iterator()),
+                  1) << "no staging file left behind";
+    }
+    EXPECT_FALSE(std::filesystem::exists(copy));
+
     // A PPD that sits where its copy would go is neither copied nor removed.
     ScopedEnv beside("KELVO_TMPDIR", folder.string());
     {

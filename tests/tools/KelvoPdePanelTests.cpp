@@ -56,7 +56,9 @@ std::string PopupNotesPPD() {
            "*%QJShortcut: *QJDuplex\n";
 }
 
-/// A private folder, also the configuration folder (popup job-note answers).
+/// A private folder, also the configuration folder (popup job-note answers)
+/// and the temporary folder: the panel's PPD copy there is the test's own,
+/// so a test running beside it cannot replace or remove it under the helper.
 struct Scratch {
     fs::path Write(const std::string& name, const std::string& text) const {
         std::ofstream(dir.Path() / name, std::ios::binary) << text;
@@ -65,6 +67,7 @@ struct Scratch {
     kelvotest::TempDir dir;
     kelvotest::ScopedEnv config{"XDG_CONFIG_HOME", dir.Path().string()};
     kelvotest::ScopedEnv home{"HOME", dir.Path().string()};
+    kelvotest::ScopedEnv tmp{"KELVO_TMPDIR", dir.Path().string()};
 };
 
 nlohmann::json RunJSON(const std::vector<std::string>& args, int expectedStatus = 0) {

@@ -13,6 +13,7 @@
 #include <QImage>
 
 #include "CupsServerSuite.h"
+#include "store/PlistTestSupport.h"
 #include "TestSupport.h"
 
 using namespace kelvotest;
@@ -123,6 +124,10 @@ TEST(Programs, PanelScreenshotShowsTheWholeWindow) {
 
 class KelvoPrint : public CupsServerSuite {
 protected:
+    // The filter reads tickets from /tmp only: kelvo-print must write its
+    // there, not in this process's private temporary folder.
+    ScopedEnv mTicketsInTmp{"KELVO_TMPDIR", std::nullopt};
+
     static std::filesystem::path AddQueue(const std::string& name, const std::filesystem::path& ppd) {
         return AddKelvoQueue(name, ppd);
     }

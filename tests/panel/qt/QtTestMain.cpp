@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <string>
+#include <system_error>
 
 #include <QApplication>
 #include <gtest/gtest.h>
@@ -17,7 +18,24 @@ int main(int argc, char** argv) {
         if (::mkdtemp(dir.data()))
             ::setenv("XDG_RUNTIME_DIR", dir.c_str(), 1);
     }
-    QApplication app(argc, argv);
-    ::testing::InitGoogleTest(&argc, argv);
-    return RUN_ALL_TESTS();
+    // The panel keeps its PPD copy, helper arguments and job tickets under
+    // fixed names in the temporary folder. Tests run side by side: each
+    // process gets a folder of its own, so one test's panel never replaces
+    // or removes the copy another test's helper is reading. (Tests that
+    // need the print filter to read a ticket put it back to /tmp.)
+    std::string scratch = (std::filesystem::temp_directory_path() / "kelvo-qt-tmp-XXXXXX").string();
+    const bool ownFolder = ::mkdtemp(scratch.data()) != nullptr;
+    if (ownFolder)
+        ::setenv("KELVO_TMPDIR", scratch.c_str(), 1);
+    int status = 0;
+    {
+        QApplication app(argc, argv);
+        ::testing::InitGoogleTest(&argc, argv);
+        status = RUN_ALL_TESTS();
+    }
+    if (ownFolder) {
+        std::error_code ec;
+        std::filesystem::remove_all(scratch, ec);
+    }
+    return status;
 }
