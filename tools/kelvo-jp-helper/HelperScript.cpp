@@ -103,17 +103,22 @@ bool ParseCommand(std::string_view rest, HelperScript& script, bool& statusSeen,
 
 } // namespace
 
+std::string_view TakeScriptLine(std::string_view& text, std::size_t& line) {
+    ++line;
+    const std::size_t newline = text.find('\n');
+    std::string_view current = text.substr(0, newline);
+    text.remove_prefix(newline == std::string_view::npos ? text.size() : newline + 1);
+    if (current.ends_with('\r'))
+        current.remove_suffix(1);
+    return current;
+}
+
 std::optional<HelperScript> ParseHelperScript(std::string_view text, std::size_t& line, std::string& message) {
     HelperScript script;
     bool statusSeen = false;
     line = 0;
     while (!text.empty()) {
-        ++line;
-        const std::size_t newline = text.find('\n');
-        std::string_view current = text.substr(0, newline);
-        text.remove_prefix(newline == std::string_view::npos ? text.size() : newline + 1);
-        if (!current.empty() && current.back() == '\r')
-            current.remove_suffix(1);
+        const std::string_view current = TakeScriptLine(text, line);
         if (current.find('\0') != std::string_view::npos) {
             message = "a NUL byte inside the line";
             return std::nullopt;

@@ -27,6 +27,10 @@ struct HelperScript {
     long status = 0;
 };
 
+/// Takes the next line off `text`, without its line end (LF or CRLF), and
+/// counts it in `line`: the scripts' common reading.
+std::string_view TakeScriptLine(std::string_view& text, std::size_t& line);
+
 /// Parses a script's text. One command a line:
 ///   set KEY VALUE   KEY is one word; VALUE is the rest of the line after the
 ///                   one blank or tab that ends KEY (it may be empty or hold

@@ -35,12 +35,7 @@ std::optional<WindowScript> ParseWindowScript(std::string_view text, std::size_t
     bool ended = false;
     line = 0;
     while (!text.empty()) {
-        ++line;
-        const std::size_t newline = text.find('\n');
-        std::string_view current = text.substr(0, newline);
-        text.remove_prefix(newline == std::string_view::npos ? text.size() : newline + 1);
-        if (current.ends_with('\r'))
-            current.remove_suffix(1);
+        std::string_view current = TakeScriptLine(text, line);
         if (current.find('\0') != std::string_view::npos) {
             message = "a NUL byte";
             return std::nullopt;
