@@ -8,6 +8,7 @@
 
 #include <QCheckBox>
 #include <QFormLayout>
+#include <QGridLayout>
 #include <QGroupBox>
 #include <QHBoxLayout>
 #include <QLabel>
@@ -202,8 +203,12 @@ struct KelvoPanelWidget::Impl {
         // delete would leave the old rows visible for one event turn.
         delete quickBody;
         quickBody = new QWidget(quick);
-        QFormLayout* form = NewForm(quickBody);
-        form->setContentsMargins(0, 0, 0, 0);
+        // Two label/field pairs a row: the pane sits above the pages and
+        // should leave them most of the window.
+        auto* grid = new QGridLayout(quickBody);
+        grid->setContentsMargins(0, 0, 0, 0);
+        grid->setColumnStretch(1, 1);
+        grid->setColumnStretch(3, 1);
         static_cast<QVBoxLayout*>(quick->layout())->addWidget(quickBody);
 
         QJVPPD* doc = Doc();
@@ -221,7 +226,14 @@ struct KelvoPanelWidget::Impl {
                 std::unique_ptr<ControlEditor> editor = MakeEditor(*control, quickBody);
                 if (!editor)
                     continue;
-                AddRow(*form, *editor);
+                const int place = static_cast<int>(shortcutEditors.size());
+                const int row = place / 2, column = (place % 2) * 2;
+                if (editor->Label()) {
+                    grid->addWidget(editor->Label(), row, column);
+                    grid->addWidget(editor->Field(), row, column + 1);
+                } else {
+                    grid->addWidget(editor->Field(), row, column, 1, 2);
+                }
                 shortcutEditors.push_back(editor.get());
                 shortcutByKeyword.emplace(editor->Keyword(), editor.get());
                 ownedShortcuts.push_back(std::move(editor));
