@@ -40,6 +40,9 @@ if(KELVO_HAVE_QT)
   kelvo_qt_program(kelvo-panel)
   kelvo_qt_program(kelvo-print Qt6::PrintSupport)
 
+  install(FILES ${PROJECT_SOURCE_DIR}/docs/kelvo-panel.1 ${PROJECT_SOURCE_DIR}/docs/kelvo-print.1
+    DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT runtime)
+
   # Desktop entries and the icon, for menus and file managers.
   file(GLOB KELVO_DESKTOP_FILES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/desktop/*.desktop)
   install(FILES ${KELVO_DESKTOP_FILES} DESTINATION ${CMAKE_INSTALL_DATADIR}/applications COMPONENT runtime)

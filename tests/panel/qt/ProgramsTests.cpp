@@ -71,19 +71,24 @@ const std::string kPlainPPD = "*PPD-Adobe: \"4.3\"\n*FormatVersion: \"4.3\"\n*La
                               "*NickName: \"Plain\"\n*OpenUI *Duplex/Duplex: PickOne\n*DefaultDuplex: None\n"
                               "*Duplex None/Off: \"\"\n*CloseUI: *Duplex\n";
 
-TEST(Programs, HelpListsEveryOption) {
+TEST(Programs, HelpAndManualPageListEveryOption) {
     struct Row {
         const char* program;
+        const char* manual;
         std::vector<std::string> options;
     } rows[] = {
-        {KELVO_PANEL_BIN, {"--ppd", "--queue", "--state", "--screenshot", "--help", "--version"}},
-        {KELVO_PRINT_BIN, {"--queue", "--title", "--screenshot", "--accept", "FILE", "--help", "--version"}},
+        {KELVO_PANEL_BIN, "kelvo-panel.1", {"--ppd", "--queue", "--state", "--screenshot", "--help", "--version"}},
+        {KELVO_PRINT_BIN, "kelvo-print.1", {"--queue", "--title", "--screenshot", "--accept", "--help", "--version"}},
     };
     for (const Row& row : rows) {
         const ProgramRun run = RunProgram(row.program, {"--help"});
         EXPECT_EQ(run.status, 0) << row.program << run.err;
-        for (const std::string& option : row.options)
+        // The manual page writes a minus as "\-".
+        const std::string manual = ReadFile(std::filesystem::path(KELVO_SOURCE_DIR) / "docs" / row.manual);
+        for (const std::string& option : row.options) {
             EXPECT_NE(run.out.find(option), std::string::npos) << row.program << " lacks " << option;
+            EXPECT_NE(manual.find("\\-\\-" + option.substr(2)), std::string::npos) << row.manual << " lacks " << option;
+        }
     }
 }
 
