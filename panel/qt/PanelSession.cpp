@@ -31,7 +31,8 @@ namespace {
 /// for "de-CH"), most wanted first; the table falls back to English itself.
 std::vector<std::string> BundleLanguages() {
     std::vector<std::string> out;
-    for (const QString& name : QLocale::system().uiLanguages()) {
+    // The default locale is the user's own unless the program chose another.
+    for (const QString& name : QLocale().uiLanguages()) {
         const std::string full = name.toStdString();
         const std::string base = full.substr(0, full.find_first_of("-_"));
         for (const std::string& candidate : {full, base})
