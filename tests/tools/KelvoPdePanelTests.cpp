@@ -8,6 +8,7 @@
 
 #include "CupsServer.h"
 #include "TestSupport.h"
+#include "PanelScratch.h"
 #include "store/PlistTestSupport.h"
 
 namespace fs = std::filesystem;
@@ -56,19 +57,7 @@ std::string PopupNotesPPD() {
            "*%QJShortcut: *QJDuplex\n";
 }
 
-/// A private folder, also the configuration folder (popup job-note answers)
-/// and the temporary folder: the panel's PPD copy there is the test's own,
-/// so a test running beside it cannot replace or remove it under the helper.
-struct Scratch {
-    fs::path Write(const std::string& name, const std::string& text) const {
-        std::ofstream(dir.Path() / name, std::ios::binary) << text;
-        return dir.Path() / name;
-    }
-    kelvotest::TempDir dir;
-    kelvotest::ScopedEnv config{"XDG_CONFIG_HOME", dir.Path().string()};
-    kelvotest::ScopedEnv home{"HOME", dir.Path().string()};
-    kelvotest::ScopedEnv tmp{"KELVO_TMPDIR", dir.Path().string()};
-};
+using Scratch = kelvotest::PanelScratch;
 
 nlohmann::json RunJSON(const std::vector<std::string>& args, int expectedStatus = 0) {
     const FullRun run = RunToolFull(args);

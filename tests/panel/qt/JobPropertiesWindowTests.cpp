@@ -32,6 +32,7 @@
 #include "platform/memory/InMemorySharedSegments.h"
 #include "platform/sysv/SysVSharedSegments.h"
 #include "platform/unix/UnixMessagePort.h"
+#include "PanelScratch.h"
 #include "store/PlistTestSupport.h"
 
 namespace fs = std::filesystem;
@@ -217,14 +218,8 @@ TEST(JobPropertiesWindow, CancelAndClosingAnswerOneAndLeaveTheSettingsAlone) {
 
 namespace {
 
-struct Scratch {
-    fs::path Write(const std::string& name, const std::string& text) const {
-        std::ofstream(dir.Path() / name, std::ios::binary) << text;
-        return dir.Path() / name;
-    }
-    kelvotest::TempDir dir;
-    kelvotest::ScopedEnv config{"XDG_CONFIG_HOME", dir.Path().string()};
-    kelvotest::ScopedEnv home{"HOME", dir.Path().string()};
+/// The panel's folders, and the helper in its window on the offscreen platform.
+struct Scratch : kelvotest::PanelScratch {
     kelvotest::ScopedEnv noHeadlessScript{"KELVO_JP_HELPER_SCRIPT", std::nullopt};
     kelvotest::ScopedEnv platform{"QT_QPA_PLATFORM", std::string("offscreen")};
 };
